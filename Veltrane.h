@@ -1,0 +1,11 @@
+// Veltrane: the one header a client includes. It brings in every exported class, record, function and status.
+#pragma once
+
+#include "core/Types.h"
+#include "core/WindowsTypes.h"
+#include "core/Blocks.h"
+#include "core/CMonitoredSection.h"
+
+#include "strings/StringHelpers.h"
+
+#include "identity/COsGuid.h"

@@ -1,0 +1,20 @@
+// The thread's last-error number, with the Windows numbers the library reports.
+#pragma once
+
+#include <cstdint>
+
+namespace platform {
+
+constexpr uint32_t kErrorFileNotFound = 2;
+constexpr uint32_t kErrorPathNotFound = 3;
+constexpr uint32_t kErrorAccessDenied = 5;
+constexpr uint32_t kErrorBufferOverflow = 111;
+constexpr uint32_t kErrorModuleNotFound = 126;
+constexpr uint32_t kErrorProcNotFound = 127;
+constexpr uint32_t kErrorAlreadyExists = 183;
+
+// Starts at 0 in every thread.
+uint32_t GetLastError();
+void SetLastError(uint32_t error);
+
+}  // namespace platform
