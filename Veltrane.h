@@ -8,4 +8,6 @@
 
 #include "strings/StringHelpers.h"
 
+#include "network/COsSocket.h"
+
 #include "identity/COsGuid.h"
