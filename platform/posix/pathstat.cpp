@@ -1,0 +1,14 @@
+// platform/posix/pathstat.cpp — directory existence through stat(2).
+#include "platform/pathstat.h"
+
+#include <sys/stat.h>
+
+namespace platform {
+
+bool IsExistingDirectory(const std::string& path)
+{
+    struct stat status;
+    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+}  // namespace platform

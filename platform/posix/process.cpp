@@ -1,0 +1,164 @@
+// platform/posix/process.cpp — /proc/self/exe, and children started with posix_spawn on a pipe.
+// The child gets its own process group, so that a shell's grandchildren die with it; the parent
+// closes its copy of the write end, so a read never waits on a writer the parent itself holds.
+#include "platform/process.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <vector>
+
+extern char** environ;
+
+namespace platform {
+
+namespace {
+
+class Descriptor {
+public:
+    explicit Descriptor(int descriptor = -1) : m_nDescriptor(descriptor) {}
+    ~Descriptor() { Close(); }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    int Get() const { return m_nDescriptor; }
+    void Close()
+    {
+        if (m_nDescriptor >= 0)
+            ::close(m_nDescriptor);
+        m_nDescriptor = -1;
+    }
+
+private:
+    int m_nDescriptor;
+};
+
+long long MonotonicMilliseconds()
+{
+    timespec now;
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
+void SleepMilliseconds(long milliseconds)
+{
+    timespec pause{milliseconds / 1000, (milliseconds % 1000) * 1000000};
+    while (::nanosleep(&pause, &pause) != 0 && errno == EINTR) {
+    }
+}
+
+// True when the child ended (and was reaped) within the time.
+bool WaitForChild(pid_t child, unsigned milliseconds)
+{
+    const long long deadline = MonotonicMilliseconds() + milliseconds;
+    for (;;) {
+        int status = 0;
+        const pid_t result = ::waitpid(child, &status, WNOHANG);
+        if (result == child || (result < 0 && errno != EINTR))
+            return true;
+        if (MonotonicMilliseconds() >= deadline)
+            return false;
+        SleepMilliseconds(2);
+    }
+}
+
+void KillAndReap(pid_t child)
+{
+    ::kill(-child, SIGKILL);
+    int status = 0;
+    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+}
+
+bool ReadOnce(int descriptor, unsigned milliseconds, size_t capacity, std::string& output)
+{
+    pollfd readable{descriptor, POLLIN, 0};
+    int ready;
+    do {
+        ready = ::poll(&readable, 1, static_cast<int>(milliseconds));
+    } while (ready < 0 && errno == EINTR);
+    if (ready < 0)
+        return false;
+    if (ready == 0)
+        return true;
+    std::vector<char> buffer(capacity);
+    ssize_t count;
+    do {
+        count = ::read(descriptor, buffer.data(), capacity);
+    } while (count < 0 && errno == EINTR);
+    if (count < 0)
+        return false;
+    output.assign(buffer.data(), static_cast<size_t>(count));
+    return true;
+}
+
+bool SpawnShell(const std::string& commandLine, int writeEnd, pid_t& child)
+{
+    posix_spawn_file_actions_t actions;
+    posix_spawnattr_t attributes;
+    if (posix_spawn_file_actions_init(&actions) != 0)
+        return false;
+    if (posix_spawnattr_init(&attributes) != 0) {
+        posix_spawn_file_actions_destroy(&actions);
+        return false;
+    }
+    bool prepared = posix_spawn_file_actions_adddup2(&actions, writeEnd, STDOUT_FILENO) == 0 &&
+                    posix_spawn_file_actions_adddup2(&actions, writeEnd, STDERR_FILENO) == 0 &&
+                    posix_spawnattr_setpgroup(&attributes, 0) == 0 &&
+                    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP) == 0;
+    bool started = false;
+    if (prepared) {
+        char shell[] = "/bin/sh";
+        char option[] = "-c";
+        std::vector<char> command(commandLine.begin(), commandLine.end());
+        command.push_back('\0');
+        char* arguments[] = {shell, option, command.data(), nullptr};
+        started = ::posix_spawn(&child, shell, &actions, &attributes, arguments, environ) == 0;
+    }
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
+    return started;
+}
+
+}  // namespace
+
+std::string ExecutablePath()
+{
+    std::vector<char> buffer(4096);
+    for (;;) {
+        const ssize_t length = ::readlink("/proc/self/exe", buffer.data(), buffer.size());
+        if (length < 0)
+            return std::string();
+        if (static_cast<size_t>(length) < buffer.size())
+            return std::string(buffer.data(), static_cast<size_t>(length));
+        buffer.resize(buffer.size() * 2);
+    }
+}
+
+bool RunAndReadOnce(const std::string& commandLine, unsigned waitMilliseconds, unsigned readMilliseconds,
+                    size_t capacity, std::string& output)
+{
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC) != 0)
+        return false;
+    Descriptor readEnd(ends[0]);
+    Descriptor writeEnd(ends[1]);
+
+    pid_t child = 0;
+    if (!SpawnShell(commandLine, writeEnd.Get(), child))
+        return false;
+    writeEnd.Close();
+
+    const bool ended = WaitForChild(child, waitMilliseconds);
+    const bool read = ReadOnce(readEnd.Get(), ended ? 0 : readMilliseconds, capacity, output);
+    if (!ended)
+        KillAndReap(child);
+    return read;
+}
+
+}  // namespace platform
