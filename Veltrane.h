@@ -5,9 +5,14 @@
 #include "core/WindowsTypes.h"
 #include "core/Blocks.h"
 #include "core/CMonitoredSection.h"
+#include "core/CVeltrane.h"
 
 #include "strings/StringHelpers.h"
+
+#include "filesystem/COsDirectory.h"
 
 #include "network/COsSocket.h"
 
 #include "identity/COsGuid.h"
+#include "identity/COsLibrary.h"
+#include "identity/COsSystem.h"

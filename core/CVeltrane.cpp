@@ -1,0 +1,92 @@
+// CVeltrane: the facade's snapshot of the library, the machine and the process, taken once at creation.
+#include "core/CVeltrane.h"
+
+#include <cstring>
+
+#include "identity/COsSystem.h"
+
+CVeltrane* CVeltrane::s_Veltrane = nullptr;
+CMonitoredSection CVeltrane::s_MonitoredSection;
+
+namespace {
+
+const char kVeltraneVersion[] = "1.25.0104.00";
+
+// A library-allocated copy: array new, zero-filled, one byte longer than the text.
+char* CopyText(const std::string& text)
+{
+    char* copy = new char[text.size() + 1]();
+    std::memcpy(copy, text.data(), text.size());
+    return copy;
+}
+
+std::string TextOf(const char* field)
+{
+    return field == nullptr ? std::string() : std::string(field);
+}
+
+}  // namespace
+
+CVeltrane* CVeltrane::GetInstance()
+{
+    s_MonitoredSection.Enter();
+    if (s_Veltrane == nullptr)
+        s_Veltrane = new CVeltrane();
+    s_MonitoredSection.Leave();
+    return s_Veltrane;
+}
+
+void CVeltrane::FreeInstance()
+{
+    if (s_Veltrane == nullptr)
+        return;
+    delete s_Veltrane;
+    s_Veltrane = nullptr;
+}
+
+CVeltrane::CVeltrane()
+    : m_szVeltraneVersion(nullptr),
+      m_szMachineName(nullptr),
+      m_szProcessName(nullptr),
+      m_szProcessPath(nullptr),
+      m_szOsVersion(nullptr),
+      m_szCoreVersion(nullptr),
+      m_szGCCVersion(nullptr),
+      m_nOsBits(0),
+      m_szVeltraneLibDir(nullptr)
+{
+    m_szVeltraneVersion = CopyText(kVeltraneVersion);
+    m_szMachineName = CopyText(COsSystem::GetMachineName());
+    m_szOsVersion = CopyText(COsSystem::GetSystemVersion());
+    m_szProcessName = CopyText(COsSystem::GetProcessName());
+    m_szProcessPath = CopyText(COsSystem::GetProcessPath());
+    m_szCoreVersion = CopyText(COsSystem::GetCoreVersion());
+    m_szGCCVersion = CopyText(COsSystem::GetGCCVersion());
+    m_szVeltraneLibDir = CopyText(COsSystem::GetVeltraneLibDir());
+    m_nOsBits = COsSystem::GetSystemBits();
+}
+
+CVeltrane::~CVeltrane()
+{
+    delete[] m_szVeltraneVersion;
+    delete[] m_szMachineName;
+    delete[] m_szProcessName;
+    delete[] m_szProcessPath;
+    delete[] m_szOsVersion;
+    delete[] m_szCoreVersion;
+    delete[] m_szGCCVersion;
+    delete[] m_szVeltraneLibDir;
+    s_Veltrane = nullptr;
+}
+
+std::string CVeltrane::VeltraneVersion() const { return TextOf(m_szVeltraneVersion); }
+std::string CVeltrane::MachineName() { return TextOf(m_szMachineName); }
+std::string CVeltrane::ProcessName() const { return TextOf(m_szProcessName); }
+std::string CVeltrane::ProcessPath() const { return TextOf(m_szProcessPath); }
+std::string CVeltrane::OsVersion() const { return TextOf(m_szOsVersion); }
+std::string CVeltrane::CoreVersion() const { return TextOf(m_szCoreVersion); }
+std::string CVeltrane::GCCVersion() const { return TextOf(m_szGCCVersion); }
+std::string CVeltrane::VeltraneLibDir() const { return TextOf(m_szVeltraneLibDir); }
+std::string CVeltrane::DestOsVersion() const { return "Linux"; }
+std::string CVeltrane::DestOsBit() const { return sizeof(void*) == 8 ? "64" : "32"; }
+uint32_t CVeltrane::OsBits() const { return m_nOsBits; }

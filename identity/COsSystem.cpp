@@ -1,0 +1,73 @@
+// COsSystem: this host's system names, the machine identity and where the process and the library lie.
+#include "identity/COsSystem.h"
+
+#include "filesystem/COsDirectory.h"
+#include "filesystem/PathRules.h"
+#include "identity/MachineIdentity.h"
+#include "platform/dynlib.h"
+#include "platform/sysinfo.h"
+
+namespace {
+
+const char kUnknownSystem[] = "Unknown Operating System";
+
+// Kernels name 64-bit machines with a "64" (x86_64, aarch64, ppc64le, riscv64), except IBM's s390x.
+bool IsSixtyFourBitMachine(const std::string& machine)
+{
+    return machine.find("64") != std::string::npos || machine == "s390x";
+}
+
+}  // namespace
+
+std::string COsSystem::GetSystemVersion()
+{
+    const std::string name = platform::OperatingSystemName();
+    return name.empty() ? kUnknownSystem : name;
+}
+
+std::string COsSystem::GetCoreVersion()
+{
+    return GetSystemVersion();
+}
+
+std::string COsSystem::GetGCCVersion()
+{
+    return platform::BuildToolchainName();
+}
+
+uint32_t COsSystem::GetSystemBits()
+{
+    return IsSixtyFourBitMachine(platform::MachineArchitecture()) ? 64 : 32;
+}
+
+std::string COsSystem::GetPCUniqueCode()
+{
+    return identity::ComposeMachineIdentity(identity::BoardSerialQuery(), identity::ProcessorIdQuery());
+}
+
+std::string COsSystem::GetVeltraneLibDir()
+{
+    std::string directory;
+    COsDirectory::GetDirectory(platform::LibraryFilePath(), directory);
+    directory = pathrules::ToForwardSlashes(directory, true);
+    if (directory.empty())
+        COsDirectory::GetDirectory(COsDirectory::GetCurrentModuleFileName(), directory);
+    return directory;
+}
+
+std::string COsSystem::GetMachineName()
+{
+    return platform::HostName();
+}
+
+std::string COsSystem::GetProcessName()
+{
+    std::string name;
+    COsDirectory::GetFileName(COsDirectory::GetCurrentModuleFileName(), name);
+    return name;
+}
+
+std::string COsSystem::GetProcessPath()
+{
+    return COsDirectory::GetCurrentModuleFileName();
+}
