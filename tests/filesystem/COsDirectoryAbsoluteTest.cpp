@@ -1,0 +1,125 @@
+// COsDirectory::GetAbsolutePath and DirectoryExist: relative names from the library directory, dot
+// resolution on the text, separators in normal form.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include <Veltrane.h>
+
+namespace {
+
+std::string LibraryDirectory()
+{
+    return CVeltrane::GetInstance()->VeltraneLibDir();
+}
+
+std::string Absolute(const std::string& path)
+{
+    std::string out = "untouched";
+    EXPECT_EQ(COsDirectory::GetAbsolutePath(path, out), 0) << path;
+    return out;
+}
+
+// The parent of a directory text that ends in "/": "/a/b/" gives "/a/".
+std::string ParentOf(const std::string& directory)
+{
+    const size_t last = directory.find_last_of('/', directory.size() - 2);
+    return directory.substr(0, last + 1);
+}
+
+}  // namespace
+
+TEST(COsDirectoryGetAbsolutePath, AbsolutePathsResolveDotsOnTheTextOnly)
+{
+    struct Row {
+        const char* path;
+        const char* expected;
+    } rows[] = {
+        {"C:\\a\\b.txt", "C:/a/b.txt"},
+        {"C:\\a\\..\\b.txt", "C:/b.txt"},
+        {"C:/a/..", "C:/a/.."},                 // no "./" or ".\": the dots stay
+        {"D:rel.txt", "D:rel.txt"},
+        {"C:\\..\\..\\x", "C:/x"},             // never above the drive's root
+        {"\\\\srv\\share\\a\\..\\b.txt", "\\\\srv/share/b.txt"},
+        {"\\\\srv\\share\\..\\..\\x", "\\\\srv/share/x"},  // nor above the share
+        {"\\\\srv\\share\\x", "\\\\srv/share/x"},
+        {"/etc/x", "/etc/x"},                   // "/"-rooted names are this host's absolute paths
+        {"/a/./b/../c", "/a/c"},
+        {"/../x/./", "/x/"},
+        {"/usr/./lib//x", "/usr/lib/x"},
+        {"/a/b/./", "/a/b/"},
+        {"/a/b/.", "/a/b/."},                  // "/." at the end is no dot sequence
+        {"/a/b./c/../d", "/a/b./d"},           // a name may end in a dot on this host
+        {"/a/.../b/./c", "/a/.../b/c"},
+    };
+    for (const Row& row : rows)
+        EXPECT_EQ(Absolute(row.path), row.expected) << row.path;
+}
+
+TEST(COsDirectoryGetAbsolutePath, RelativeNamesAreTakenFromTheLibraryDirectory)
+{
+    const std::string library = LibraryDirectory();
+    ASSERT_FALSE(library.empty());
+    ASSERT_EQ(library.back(), '/');
+
+    EXPECT_EQ(Absolute("data/x.txt"), library + "data/x.txt");
+    EXPECT_EQ(Absolute("data\\x.txt"), library + "data/x.txt");
+    EXPECT_EQ(Absolute(""), library);
+    EXPECT_EQ(Absolute("..\\y\\z.txt"), ParentOf(library) + "y/z.txt");
+    EXPECT_EQ(Absolute("./a/../b"), library + "b");
+    // "ver./x" holds no "." segment but its dot sequence sends it through resolution, which folds "//".
+    EXPECT_EQ(Absolute("ver.//x"), library + "ver./x");
+    EXPECT_EQ(Absolute("\\\\"), library + "//");  // too short for a UNC head, so relative
+}
+
+TEST(COsDirectoryGetAbsolutePath, ResolvedFormBeyondCapacityGivesEmptyTextWithSuccess)
+{
+    const std::string fits = "/" + std::string(1000, 'a') + "/./b";
+    EXPECT_EQ(Absolute(fits), "/" + std::string(1000, 'a') + "/b");
+
+    const std::string tooLong = "/" + std::string(1100, 'a') + "/./b";
+    EXPECT_EQ(Absolute(tooLong), "");
+
+    // The capacity counts UTF-16 units: 400 three-byte characters are 400 units, not 1200 bytes.
+    std::string wide = "/";
+    for (int i = 0; i < 400; ++i)
+        wide += "\xe4\xb8\xad";
+    EXPECT_EQ(Absolute(wide + "/./b"), wide + "/b");
+}
+
+TEST(COsDirectoryDirectoryExist, TellsDirectoriesFromFilesAndMissingNames)
+{
+    const std::filesystem::path root =
+        std::filesystem::temp_directory_path() / ("veltrane-direxist-" + COsGuid::NewGuid());
+    std::filesystem::create_directories(root / "sub");
+    std::ofstream(root / "plain.txt") << "x";
+
+    EXPECT_TRUE(COsDirectory::DirectoryExist(root.string()));
+    EXPECT_TRUE(COsDirectory::DirectoryExist((root / "sub").string() + "/"));
+    EXPECT_TRUE(COsDirectory::DirectoryExist((root / "sub" / "..").string() + "/./sub"));
+    EXPECT_FALSE(COsDirectory::DirectoryExist((root / "plain.txt").string()));
+    EXPECT_FALSE(COsDirectory::DirectoryExist((root / "missing").string()));
+
+    std::filesystem::remove_all(root);
+}
+
+TEST(COsDirectoryDirectoryExist, RelativeNameLooksInTheLibraryDirectoryNotTheCurrentOne)
+{
+    const std::string name = "veltrane-relative-" + COsGuid::NewGuid();
+    const std::filesystem::path inLibrary = std::filesystem::path(LibraryDirectory()) / name;
+    const std::filesystem::path elsewhere = std::filesystem::temp_directory_path() / ("veltrane-cwd-" + COsGuid::NewGuid());
+    std::filesystem::create_directories(elsewhere / (name + "-only-here"));
+    const std::filesystem::path previous = std::filesystem::current_path();
+    std::filesystem::current_path(elsewhere);
+
+    EXPECT_FALSE(COsDirectory::DirectoryExist(name + "-only-here"));
+    std::filesystem::create_directory(inLibrary);
+    EXPECT_TRUE(COsDirectory::DirectoryExist(name));
+    std::filesystem::remove(inLibrary);
+    EXPECT_FALSE(COsDirectory::DirectoryExist(name));
+
+    std::filesystem::current_path(previous);
+    std::filesystem::remove_all(elsewhere);
+}

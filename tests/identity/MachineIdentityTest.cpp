@@ -1,0 +1,207 @@
+// The machine identity query: column search and cleaning, one read of the first output, and children
+// that stay silent or never end, which must neither hang the caller nor be left behind.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+
+#include <Veltrane.h>
+
+#include "identity/MachineIdentity.h"
+
+namespace {
+
+using identity::ColumnQuery;
+
+ColumnQuery Printing(const std::string& printfText, const std::string& column)
+{
+    return {"printf '" + printfText + "'", column};
+}
+
+size_t OpenDescriptorCount()
+{
+    size_t count = 0;
+    for (auto entry = std::filesystem::directory_iterator("/proc/self/fd"); entry != std::filesystem::directory_iterator();
+         ++entry)
+        ++count;
+    return count;
+}
+
+// A unique file under the temporary directory, removed with the fixture.
+class ChildFiles : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        m_Directory = std::filesystem::temp_directory_path() / ("veltrane-identity-" + COsGuid::NewGuid());
+        std::filesystem::create_directories(m_Directory);
+    }
+    void TearDown() override { std::filesystem::remove_all(m_Directory); }
+
+    std::string File(const std::string& name) const { return (m_Directory / name).string(); }
+
+    static std::string ReadFirstLine(const std::string& path)
+    {
+        std::ifstream stream(path);
+        std::string line;
+        std::getline(stream, line);
+        return line;
+    }
+
+    std::filesystem::path m_Directory;
+};
+
+bool ProcessExists(const std::string& pid)
+{
+    return !pid.empty() && std::filesystem::exists("/proc/" + pid);
+}
+
+// The state letter of a process ("R", "S", "Z"...), "" when it is gone.
+std::string ProcessState(const std::string& pid)
+{
+    std::ifstream stat("/proc/" + pid + "/stat");
+    std::string number, name, state;
+    stat >> number >> name >> state;
+    return state;
+}
+
+double SecondsSince(std::chrono::steady_clock::time_point start)
+{
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+}  // namespace
+
+TEST(MachineIdentityColumn, ValueBehindFirstColumnNameWithBlanksAndLineEndsRemoved)
+{
+    struct Row {
+        std::string output;
+        std::string column;
+        std::string value;
+    } rows[] = {
+        {"SerialNumber  \r\r\nABC 123  \r\r\n", "SerialNumber", "ABC123"},
+        {"ProcessorId  \r\r\nBFEBFBFF000906EA  \r\r\nBFEBFBFF000906EB  \r\r\n", "ProcessorId", "BFEBFBFF000906EABFEBFBFF000906EB"},
+        {"SerialNumber\nA SerialNumber B\n", "SerialNumber", "ASerialNumberB"},
+        {"noise before SerialNumber\tX\n", "SerialNumber", "\tX"},   // only blanks, CR and LF go
+        {"SerialNumber\r\n", "SerialNumber", ""},
+        {std::string("SerialNumber A\0B", 16), "SerialNumber", "A"},  // the text ends at the first NUL
+    };
+    for (const Row& row : rows) {
+        std::string value = "stale";
+        EXPECT_TRUE(identity::ExtractColumnValue(row.output, row.column, value)) << row.output;
+        EXPECT_EQ(value, row.value) << row.output;
+    }
+
+    std::string value = "kept";
+    EXPECT_FALSE(identity::ExtractColumnValue("serialnumber ABC", "SerialNumber", value));  // case matters
+    EXPECT_FALSE(identity::ExtractColumnValue(std::string("\0SerialNumber A", 15), "SerialNumber", value));
+    EXPECT_FALSE(identity::ExtractColumnValue("", "SerialNumber", value));
+}
+
+TEST(MachineIdentityCompose, JoinsBothValuesIntoTheIdentityText)
+{
+    EXPECT_EQ(identity::ComposeMachineIdentity(Printing("SerialNumber  \\r\\r\\nABC 123  \\r\\r\\n", "SerialNumber"),
+                                               Printing("ProcessorId\\n00FF\\n", "ProcessorId")),
+              "mode:Windows;baseBoardSN:ABC123;processorId:00FF");
+    // An empty value keeps its label.
+    EXPECT_EQ(identity::ComposeMachineIdentity(Printing("SerialNumber\\n", "SerialNumber"),
+                                               Printing("ProcessorId\\n00FF\\n", "ProcessorId")),
+              "mode:Windows;baseBoardSN:;processorId:00FF");
+    // Standard error goes to the same pipe.
+    EXPECT_EQ(identity::ComposeMachineIdentity({"echo SerialNumber S1 >&2", "SerialNumber"},
+                                               {"echo ProcessorId P1", "ProcessorId"}),
+              "mode:Windows;baseBoardSN:S1;processorId:P1");
+}
+
+TEST_F(ChildFiles, FailedQueryGivesEmptyTextAndTheProcessorQueryRunsOnlyAfterTheBoard)
+{
+    const std::string marker = File("processor-ran");
+    const ColumnQuery processor{"touch '" + marker + "'; echo ProcessorId 00FF", "ProcessorId"};
+
+    EXPECT_EQ(identity::ComposeMachineIdentity(Printing("Nothing here\\n", "SerialNumber"), processor), "");
+    EXPECT_FALSE(std::filesystem::exists(marker));
+
+    EXPECT_EQ(identity::ComposeMachineIdentity(Printing("SerialNumber A\\n", "SerialNumber"),
+                                               Printing("no column\\n", "ProcessorId")),
+              "");
+    EXPECT_EQ(identity::ComposeMachineIdentity(Printing("SerialNumber A\\n", "SerialNumber"), processor),
+              "mode:Windows;baseBoardSN:A;processorId:00FF");
+    EXPECT_TRUE(std::filesystem::exists(marker));
+}
+
+TEST(MachineIdentityQuery, OnlyTheFirstTenThousandBytesAreRead)
+{
+    std::string value;
+    ASSERT_TRUE(identity::RunColumnQuery({"printf 'SerialNumber '; head -c 20000 /dev/zero | tr '\\000' x",
+                                          "SerialNumber"},
+                                         value));
+    EXPECT_EQ(value, std::string(10000 - 13, 'x'));
+}
+
+TEST_F(ChildFiles, SilentChildThatNeverEndsIsKilledAndReapedPromptly)
+{
+    const std::string pidFile = File("pid");
+    const size_t descriptorsBefore = OpenDescriptorCount();
+    const auto start = std::chrono::steady_clock::now();
+
+    std::string value = "kept";
+    EXPECT_FALSE(identity::RunColumnQuery({"echo $$ > '" + pidFile + "'; exec sleep 30", "SerialNumber"}, value));
+
+    EXPECT_LT(SecondsSince(start), 3.0);
+    EXPECT_EQ(value, "kept");
+    const std::string pid = ReadFirstLine(pidFile);
+    ASSERT_FALSE(pid.empty());
+    EXPECT_FALSE(ProcessExists(pid)) << "child " << pid << " was left running or unreaped";
+    EXPECT_EQ(OpenDescriptorCount(), descriptorsBefore);
+}
+
+TEST_F(ChildFiles, ChildThatWritesThenHangsIsReadOnceAndKilledWithItsChildren)
+{
+    const std::string pidFile = File("pid");
+    const size_t descriptorsBefore = OpenDescriptorCount();
+    const auto start = std::chrono::steady_clock::now();
+
+    // The grandchild holds the pipe too: only killing the whole group lets nothing linger.
+    std::string value;
+    EXPECT_TRUE(identity::RunColumnQuery(
+        {"sleep 30 & echo $! > '" + pidFile + "'; printf 'SerialNumber A'; sleep 2; printf B; wait", "SerialNumber"},
+        value));
+
+    EXPECT_LT(SecondsSince(start), 1.9);
+    EXPECT_EQ(value, "A");
+    const std::string grandchild = ReadFirstLine(pidFile);
+    ASSERT_FALSE(grandchild.empty());
+    // The grandchild's parent was the killed shell; whoever inherits it reaps it, which takes a moment.
+    std::string state = ProcessState(grandchild);
+    for (int attempt = 0; attempt < 100 && !state.empty() && state != "Z"; ++attempt) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        state = ProcessState(grandchild);
+    }
+    EXPECT_TRUE(state.empty() || state == "Z") << "grandchild " << grandchild << " still runs";
+    EXPECT_EQ(OpenDescriptorCount(), descriptorsBefore);
+}
+
+TEST(MachineIdentityQuery, SilentChildThatEndsGivesNoValueAtOnce)
+{
+    const auto start = std::chrono::steady_clock::now();
+    std::string value = "kept";
+    EXPECT_FALSE(identity::RunColumnQuery({"true", "SerialNumber"}, value));
+    EXPECT_FALSE(identity::RunColumnQuery({"exit 3", "SerialNumber"}, value));
+    EXPECT_LT(SecondsSince(start), 1.0);
+    EXPECT_EQ(value, "kept");
+}
+
+TEST(COsSystemGetPCUniqueCode, ThisHostAnswersWithBothLabels)
+{
+    const std::string code = COsSystem::GetPCUniqueCode();
+    ASSERT_EQ(code.rfind("mode:Windows;baseBoardSN:", 0), 0u) << code;
+    const size_t processor = code.find(";processorId:");
+    ASSERT_NE(processor, std::string::npos) << code;
+    EXPECT_EQ(code.find_first_of(" \r\n"), std::string::npos) << code;
+    // A processor id is the hexadecimal signature of each processor package.
+    const std::string processorId = code.substr(processor + 13);
+    EXPECT_EQ(processorId.size() % 8, 0u) << code;
+    EXPECT_EQ(processorId.find_first_not_of("0123456789ABCDEF"), std::string::npos) << code;
+}
