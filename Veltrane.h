@@ -9,6 +9,8 @@
 
 #include "strings/StringHelpers.h"
 
+#include "encoding/COsEncoding.h"
+
 #include "filesystem/COsDirectory.h"
 
 #include "network/COsSocket.h"

@@ -1,0 +1,22 @@
+// Internal: the library's own conversions between UTF-8 and UTF-16, each a counting and a writing form.
+#pragma once
+
+#include <cstddef>
+
+#include "core/Types.h"
+
+namespace encoding {
+
+// Decodes `length` bytes of UTF-8 into `target` (nullptr: only counts) and gives the number of UTF-16 units.
+// Each maximal invalid subpart (a stray byte, an overlong or surrogate form, a cut-off sequence, 0xF5..0xFF)
+// gives one U+FFFD, and decoding goes on with the byte that broke it.
+size_t Utf8ToUtf16(const char* text, size_t length, wchar16* target);
+
+// Encodes `length` UTF-16 units as UTF-8 into `target` (nullptr: only counts) and gives the number of bytes.
+// A lone surrogate becomes U+FFFD.
+size_t Utf16ToUtf8(const wchar16* text, size_t length, char* target);
+
+// The number of units before the terminator.
+size_t Utf16Length(const wchar16* text);
+
+}  // namespace encoding
