@@ -7,6 +7,10 @@
 #include "core/CMonitoredSection.h"
 #include "core/CVeltrane.h"
 
+#include "strings/COsContainer.h"
+#include "strings/COsConverter.h"
+#include "strings/COsNumeric.h"
+#include "strings/COsString.h"
 #include "strings/StringHelpers.h"
 
 #include "encoding/COsEncoding.h"

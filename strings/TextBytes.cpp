@@ -1,0 +1,87 @@
+// The byte comparisons, bounded length and separator search that the string classes share.
+#include "strings/TextBytes.h"
+
+namespace veltrane::text {
+
+namespace {
+
+constexpr size_t kBlock = 16;
+typedef unsigned char Bytes16 __attribute__((vector_size(kBlock)));
+
+Bytes16 LoadBlock(const char* bytes)
+{
+    Bytes16 block;
+    std::memcpy(&block, bytes, kBlock);
+    return block;
+}
+
+Bytes16 FoldBlock(Bytes16 block)
+{
+    Bytes16 upper = (block >= 'A') & (block <= 'Z');
+    return block | (upper & 0x20);
+}
+
+// True when the two blocks are equal after folding and the first holds no NUL, so the comparison goes on.
+bool BlocksAgree(const char* first, const char* second)
+{
+    Bytes16 left = LoadBlock(first);
+    Bytes16 right = LoadBlock(second);
+    Bytes16 stop = (FoldBlock(left) != FoldBlock(right)) | (left == 0);
+    uint64_t halves[2];
+    std::memcpy(halves, &stop, sizeof halves);
+    return (halves[0] | halves[1]) == 0;
+}
+
+}  // namespace
+
+int FoldedCompare(const char* first, const char* second, size_t count, size_t readable)
+{
+    size_t blockEnd = readable < count ? readable : count;
+    size_t index = 0;
+    while (index + kBlock <= blockEnd && BlocksAgree(first + index, second + index))
+        index += kBlock;
+    for (; index < count; ++index) {
+        unsigned char left = FoldAscii(static_cast<unsigned char>(first[index]));
+        unsigned char right = FoldAscii(static_cast<unsigned char>(second[index]));
+        if (left != right)
+            return left - right;
+        if (left == 0)
+            return 0;
+    }
+    return 0;
+}
+
+int ExactCompare(const char* first, const char* second, size_t count)
+{
+    // strcmp where there is no bound: the bounded search gains nothing and some hosts' strncmp
+    // mishandles a count that reaches the end of the address space.
+    int difference = count == SIZE_MAX ? std::strcmp(first, second) : std::strncmp(first, second, count);
+    return difference < 0 ? -1 : (difference > 0 ? 1 : 0);
+}
+
+size_t BoundedLength(const char* text, size_t limit)
+{
+    return ::strnlen(text, limit);
+}
+
+SeparatorFinder::SeparatorFinder(std::string_view separator, bool wholeSeparator)
+    : m_szSeparator(separator), m_bWhole(wholeSeparator), m_nStep(wholeSeparator ? separator.size() : 1)
+{
+    if (!wholeSeparator)
+        for (unsigned char byte : separator)
+            m_bInSet[byte] = true;
+}
+
+size_t SeparatorFinder::Find(std::string_view text, size_t from) const
+{
+    if (m_szSeparator.size() == 1)
+        return text.find(m_szSeparator[0], from);
+    if (m_bWhole)
+        return text.find(m_szSeparator, from);
+    for (size_t index = from; index < text.size(); ++index)
+        if (m_bInSet[static_cast<unsigned char>(text[index])])
+            return index;
+    return std::string_view::npos;
+}
+
+}  // namespace veltrane::text
