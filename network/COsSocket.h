@@ -8,21 +8,21 @@
 #include "core/Types.h"
 #include "core/WindowsTypes.h"
 
-enum ESocketType
+enum ESocketType : int32_t
 {
     eSocketTypeTcp = 0,
     eSocketTypeUdp = 1,
 };
 
-// What IsReady waits for.
-enum ESocketStatus
+// What IsReady waits for. The enumerations are 32 bits wide and hold any value a caller stores.
+enum ESocketStatus : int32_t
 {
     eSocketStatusRead = 0,
     eSocketStatusWrite = 1,
 };
 
 // The last failure of an object. 3, 11, 12 and 13 are free: nothing in the library produces them.
-enum ESocketError
+enum ESocketError : int32_t
 {
     eSocketErrorNone = 0,
     eSocketErrorInvalid = 1,

@@ -29,6 +29,47 @@ void ShowBlocks()
     FreeBlock(block);
 }
 
+void ShowSockets()
+{
+    Heading("Sockets");
+    COsSocket* listener = COsSocket::CreateInstance();
+    COsSocket* client = COsSocket::CreateInstance();
+    COsSocket* server = COsSocket::CreateInstance();
+    char text[32] = {};
+    unsigned short port = 0;
+    if (listener->Create(eSocketTypeTcp, 0, 0) && listener->Bind("127.0.0.1", 0) && listener->Listen() &&
+        listener->GetLocalIPAddress(text, sizeof(text) - 1, &port)) {
+        std::printf("  listening on                %s:%u\n", text, port);
+        // One thread is enough: the connection waits in the listener's queue until it is accepted.
+        client->Create(eSocketTypeTcp, 0, 0);
+        bool connected = client->Connect("127.000.000.001", port);
+        char peer[32] = {};
+        unsigned short peerPort = 0;
+        if (connected && listener->Accept(server, peer, sizeof(peer), &peerPort)) {
+            std::printf("  accepted                    %s:%u\n", peer, peerPort);
+            const char message[] = "hello through COsSocket";
+            client->Send(message, sizeof(message));
+            char echo[64] = {};
+            int received = server->ReceiveWithTimeout(echo, sizeof(echo), 1000, 0);
+            server->Send(echo, received > 0 ? received : 0);
+            char reply[64] = {};
+            int replied = client->ReceiveWithTimeout(reply, sizeof(reply), 1000, 0);
+            std::printf("  echo                        %d bytes back: \"%s\"\n", replied, reply);
+            std::printf("  idle ReceiveWithTimeout(50) %d (a time-out)\n", client->ReceiveWithTimeout(reply, 1, 50, 0));
+        }
+    }
+    COsSocket* refused = COsSocket::CreateInstance();
+    refused->Create(eSocketTypeTcp, 0, 0);
+    listener->ShutDown();
+    bool ok = refused->Connect("127.0.0.1", port);
+    std::printf("  Connect to a closed port    %s, error %d, system code %d\n", ok ? "true" : "false",
+                static_cast<int>(refused->GetSocketError()), refused->GetOriginSocketError());
+    COsSocket::FreeInstance(&refused);
+    COsSocket::FreeInstance(&server);
+    COsSocket::FreeInstance(&client);
+    COsSocket::FreeInstance(&listener);
+}
+
 }  // namespace
 
 int main()
@@ -36,5 +77,6 @@ int main()
     std::printf("Veltrane demonstration\n");
     ShowBlocks();
     ShowGuids();
+    ShowSockets();
     return 0;
 }
