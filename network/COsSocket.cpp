@@ -1,13 +1,13 @@
 // COsSocket: object life, addressing, options, error translation, data transfer and readiness.
 #include "network/COsSocket.h"
 
-#include <cerrno>
-#include <climits>
-#include <cstdlib>
 #include <cstring>
 #include <new>
 
 #include "platform/clock.h"
+#include "strings/COsConverter.h"
+#include "strings/COsString.h"
+#include "strings/StringHelpers.h"
 #include "platform/sockets.h"
 
 int COsSocket::s_nTotalSockets = 0;
@@ -57,75 +57,10 @@ ESocketError ErrorFromCode(int code)
     }
 }
 
-// The library's reading of a whole decimal number: first as an integer of 32 bits, then as a double
-// that must lie within 1e-10 of its value cut towards zero ("1e2" is 100, "12.5" is refused).
-bool ReadWholeNumber(const std::string& text, int& value)
-{
-    if (text.empty())
-        return false;
-    const char* start = text.c_str();
-    char* end = nullptr;
-    errno = 0;
-    long integer = std::strtol(start, &end, 10);
-    bool inRange = errno != ERANGE && integer >= INT_MIN && integer <= INT_MAX;
-    if (inRange && *end == '\0') {
-        value = static_cast<int>(integer);
-        return true;
-    }
-    errno = 0;
-    double real = std::strtod(start, &end);
-    if (errno == ERANGE || *end != '\0')
-        return false;
-    int cut = (real > -2147483649.0 && real < 2147483648.0) ? static_cast<int>(real) : INT_MIN;
-    double difference = static_cast<double>(cut) - real;
-    if (!(difference < 1e-10 && difference > -1e-10))
-        return false;
-    value = cut;
-    return true;
-}
-
-bool EqualIgnoringCase(const std::string& left, const char* right)
-{
-    size_t length = std::strlen(right);
-    if (left.size() != length)
-        return false;
-    for (size_t i = 0; i < length; ++i) {
-        unsigned char a = static_cast<unsigned char>(left[i]);
-        unsigned char b = static_cast<unsigned char>(right[i]);
-        if (a >= 'A' && a <= 'Z')
-            a = static_cast<unsigned char>(a - 'A' + 'a');
-        if (b >= 'A' && b <= 'Z')
-            b = static_cast<unsigned char>(b - 'A' + 'a');
-        if (a != b)
-            return false;
-    }
-    return true;
-}
-
 std::string DottedText(uint32_t address)
 {
     return std::to_string(address >> 24) + '.' + std::to_string((address >> 16) & 0xFF) + '.' +
            std::to_string((address >> 8) & 0xFF) + '.' + std::to_string(address & 0xFF);
-}
-
-// Replaces an owned text field with a fresh zero-terminated copy, releasing the earlier one.
-void ReplaceText(char*& field, const std::string& text)
-{
-    delete[] field;
-    field = nullptr;
-    char* copy = new char[text.size() + 1]();
-    std::memcpy(copy, text.data(), text.size());
-    field = copy;
-}
-
-// A bounded copy that always terminates, cutting the text to size - 1 bytes when it does not fit.
-void CopyTerminated(char* target, unsigned int size, const std::string& text)
-{
-    if (size == 0)
-        return;
-    size_t count = text.size() < size - 1 ? text.size() : size - 1;
-    std::memcpy(target, text.data(), count);
-    target[count] = '\0';
 }
 
 // Copies min(size, length) bytes and no terminator: the caller's buffer is zero-filled and larger.
@@ -280,11 +215,12 @@ std::string COsSocket::HandleHostName(const char* pHost)
     for (;;) {
         size_t dot = text.find('.', start);
         int number = 0;
-        if (!ReadWholeNumber(text.substr(start, dot == std::string::npos ? std::string::npos : dot - start), number))
+        if (!COsConverter::StringToInt32(text.substr(start, dot == std::string::npos ? std::string::npos : dot - start),
+                                         number))
             return text;
         if (start > 0)
             normalised += '.';
-        normalised += std::to_string(number);
+        normalised += COsConverter::Int32ToString(number);
         if (dot == std::string::npos)
             return normalised;
         start = dot + 1;
@@ -312,7 +248,7 @@ bool COsSocket::Bind(const std::string& strHost, unsigned short nPort)
     }
     // "localhost" means every interface here, not the loopback interface alone.
     unsigned int address = 0;
-    if (!EqualIgnoringCase(strHost, "localhost")) {
+    if (COsString::Compare(strHost, "localhost", true) != 0) {
         address = GetAddress(strHost);
         if (address == kAddressFailure) {
             m_eError = eSocketErrorHostNotFound;
@@ -391,7 +327,7 @@ bool COsSocket::Connect(const std::string& strHost, unsigned short nPort)
         return false;
     }
     // The peer is remembered before the attempt and stays when it fails.
-    ReplaceText(m_pRemoteIP, DottedText(address));
+    COsString::Copy(DottedText(address).c_str(), &m_pRemoteIP);
     m_nRemotePort = nPort;
     if (!platform::SocketConnect(handle, address, nPort)) {
         TranslateSocketError();
@@ -419,7 +355,7 @@ bool COsSocket::Accept(COsSocket* pSocket, char* pIP, unsigned int nIPSize, unsi
     __atomic_store_n(&pSocket->m_hSocket, static_cast<SOCKET>(accepted), __ATOMIC_RELEASE);
     pSocket->m_eType = eSocketTypeTcp;
     if (pIP != nullptr) {
-        CopyTerminated(pIP, nIPSize, DottedText(peerAddress));
+        strcpyz(pIP, nIPSize, DottedText(peerAddress).c_str());
         if (pPort != nullptr)
             *pPort = peerPort;
     }
@@ -535,7 +471,7 @@ bool COsSocket::GetRemoteMac(std::string strHost)
             text += kDigits[hardware[i] >> 4];
             text += kDigits[hardware[i] & 0xF];
         }
-        ReplaceText(m_pRemoteMac, text);
+        COsString::Copy(text.c_str(), &m_pRemoteMac);
     }
     return true;
 }
@@ -675,11 +611,11 @@ int COsSocket::ReceiveFromHost(char* pData, unsigned int nLength, int nFlags, ch
     }
     if (pIP == nullptr)
         return static_cast<int>(received);
-    CopyTerminated(pIP, nIPSize, DottedText(senderAddress));
+    strcpyz(pIP, nIPSize, DottedText(senderAddress).c_str());
     if (pPort != nullptr)
         *pPort = senderPort;
     // The sender becomes the socket's remembered peer.
-    ReplaceText(m_pRemoteIP, pIP);
+    COsString::Copy(pIP, &m_pRemoteIP);
     m_nRemotePort = senderPort;
     return static_cast<int>(received);
 }
