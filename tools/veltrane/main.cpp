@@ -70,6 +70,48 @@ void ShowSockets()
     COsSocket::FreeInstance(&listener);
 }
 
+void ShowIdentityAndPaths()
+{
+    Heading("Library, machine, system and process");
+    CVeltrane* facade = CVeltrane::GetInstance();
+    std::printf("  VeltraneVersion            %s\n", facade->VeltraneVersion().c_str());
+    std::printf("  VeltraneLibDir             %s\n", facade->VeltraneLibDir().c_str());
+    std::printf("  DestOsVersion / DestOsBit  %s / %s\n", facade->DestOsVersion().c_str(), facade->DestOsBit().c_str());
+    std::printf("  MachineName                %s\n", facade->MachineName().c_str());
+    std::printf("  OsVersion                  %s\n", facade->OsVersion().c_str());
+    std::printf("  OsBits                     %u\n", facade->OsBits());
+    std::printf("  GCCVersion                 %s\n", facade->GCCVersion().c_str());
+    std::printf("  ProcessName                %s\n", facade->ProcessName().c_str());
+    std::printf("  ProcessPath                %s\n", facade->ProcessPath().c_str());
+
+    _S_WindowsVersion windows7{};
+    windows7.bVersionKnown = true;
+    windows7.dwMajorVersion = 6;
+    windows7.dwMinorVersion = 1;
+    windows7.dwBuildNumber = 7601;
+    windows7.wProductType = 1;
+    windows7.wServicePackMajor = 1;
+    windows7.bHasProductInfo = true;
+    windows7.dwProductInfoType = 1;
+    std::printf("  A Windows 6.1.7601 SP1 record, product 1, is named  %s\n",
+                COsSystem::NameWindowsVersion(windows7).c_str());
+
+    Heading("Paths");
+    const char* samples[] = {"C:\\data\\a.txt", "\\\\srv\\share\\a\\..\\b.txt", "/usr/lib", "logs/run.txt",
+                             "../etc/./x.conf"};
+    for (const char* sample : samples) {
+        std::string directory, fileName, absolute;
+        COsDirectory::GetDirectory(sample, directory);
+        COsDirectory::GetFileName(sample, fileName);
+        COsDirectory::GetAbsolutePath(sample, absolute);
+        std::printf("  %-26s absolute %d, directory '%s', name '%s'\n", sample, COsDirectory::IsAbsolutePath(sample),
+                    directory.c_str(), fileName.c_str());
+        std::printf("  %-26s GetAbsolutePath -> %s\n", "", absolute.c_str());
+    }
+    std::printf("  DirectoryExist(\"/tmp\")     %s\n", COsDirectory::DirectoryExist("/tmp") ? "true" : "false");
+    CVeltrane::FreeInstance();
+}
+
 }  // namespace
 
 int main()
@@ -78,5 +120,6 @@ int main()
     ShowBlocks();
     ShowGuids();
     ShowSockets();
+    ShowIdentityAndPaths();
     return 0;
 }
