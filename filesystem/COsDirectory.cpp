@@ -1,6 +1,8 @@
 // COsDirectory: the text rules of paths, the executable's path, absolute paths and directory existence.
 #include "filesystem/COsDirectory.h"
 
+#include <utility>
+
 #include "core/CVeltrane.h"
 #include "filesystem/PathRules.h"
 #include "platform/pathstat.h"
@@ -44,7 +46,10 @@ int COsDirectory::GetDirectory(const std::string& path, std::string& out)
     if (path.size() > pathrules::kMaxPathBytes)
         return OS_ERR_OUT_OF_RANGE;
     const size_t separator = pathrules::LastSeparator(path);
-    out = separator == std::string::npos ? std::string() : path.substr(0, separator + 1);
+    if (separator == std::string::npos)
+        out.clear();
+    else
+        out.assign(path, 0, separator + 1);
     return 0;
 }
 
@@ -53,7 +58,10 @@ int COsDirectory::GetFileName(const std::string& path, std::string& out)
     if (path.size() > pathrules::kMaxPathBytes)
         return OS_ERR_OUT_OF_RANGE;
     const size_t separator = pathrules::LastSeparator(path);
-    out = separator == std::string::npos ? path : path.substr(separator + 1);
+    if (separator == std::string::npos)
+        out = path;
+    else
+        out.assign(path, separator + 1, std::string::npos);
     return 0;
 }
 
@@ -69,13 +77,13 @@ int COsDirectory::GetAbsolutePath(std::string path, std::string& out)
         return textRule;
     const bool absolute = IsAbsoluteOnHost(path, textRule);
 
-    std::string working = absolute ? path : CVeltrane::GetInstance()->VeltraneLibDir() + path;
+    std::string working = absolute ? std::move(path) : CVeltrane::GetInstance()->VeltraneLibDir() + path;
     if (HasDotSequence(working))
         working = ResolveDots(working);
 
     // A relative name built on a UNC library directory gets no UNC head back: the head was never the
     // caller's.
-    out = pathrules::ToForwardSlashes(working, absolute);
+    out = pathrules::ToForwardSlashes(std::move(working), absolute);
     return 0;
 }
 

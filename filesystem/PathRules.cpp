@@ -1,8 +1,6 @@
 // The Windows path rules of COsDirectory: absolute heads, separators, normal form and dot resolution.
 #include "filesystem/PathRules.h"
 
-#include <vector>
-
 #include "core/Types.h"
 
 namespace pathrules {
@@ -72,26 +70,39 @@ PathHead SplitHead(const std::string& path)
     return head;
 }
 
-std::vector<std::string> ResolveSegments(const std::string& path, size_t start, bool rooted)
+// The start of the last segment written behind the head, or the head's end when there is none.
+size_t LastSegmentStart(const std::string& result, size_t headLength)
 {
-    std::vector<std::string> kept;
+    const size_t separator = result.find_last_of('/');
+    return separator == std::string::npos || separator < headLength ? headLength : separator + 1;
+}
+
+// Appends the segments of path[start..] to result, resolving "." and ".." as it goes.
+void AppendResolvedSegments(const std::string& path, size_t start, bool rooted, std::string& result)
+{
+    const size_t headLength = result.size();
     size_t position = start;
     while (position < path.size()) {
         size_t end = position;
         while (end < path.size() && !IsSeparator(path[end]))
             ++end;
-        std::string segment = path.substr(position, end - position);
-        if (segment == "..") {
-            if (!kept.empty() && kept.back() != "..")
-                kept.pop_back();
+        const size_t length = end - position;
+        const bool isDot = length == 1 && path[position] == '.';
+        const bool isDotDot = length == 2 && path[position] == '.' && path[position + 1] == '.';
+        if (isDotDot) {
+            const size_t last = LastSegmentStart(result, headLength);
+            const bool lastIsDotDot = result.compare(last, std::string::npos, "..") == 0;
+            if (result.size() > headLength && !lastIsDotDot)
+                result.resize(last > headLength ? last - 1 : headLength);
             else if (!rooted)
-                kept.push_back(segment);
-        } else if (!segment.empty() && segment != ".") {
-            kept.push_back(segment);
+                result.append(result.size() > headLength ? "/.." : "..");
+        } else if (length > 0 && !isDot) {
+            if (result.size() > headLength)
+                result += '/';
+            result.append(path, position, length);
         }
         position = end + 1;
     }
-    return kept;
 }
 
 }  // namespace
@@ -100,12 +111,13 @@ int ClassifyPath(const char* path)
 {
     if (path == nullptr)
         return OS_ERR_NULL_ARGUMENT;
-    const std::string text(path);
-    if (text.size() >= 3 && HasUncHead(text))
+    // Only the first three bytes matter; the text is not measured further.
+    const size_t length = path[0] == '\0' ? 0 : path[1] == '\0' ? 1 : path[2] == '\0' ? 2 : 3;
+    if (length >= 3 && path[0] == '\\' && path[1] == '\\')
         return 1;
-    if (text.size() < 2)
+    if (length < 2)
         return 0;
-    return HasDriveHead(text) ? 1 : 0;
+    return IsAsciiLetter(path[0]) && path[1] == ':' ? 1 : 0;
 }
 
 bool HasUncHead(const std::string& path)
@@ -118,29 +130,25 @@ size_t LastSeparator(const std::string& path)
     return path.find_last_of("/\\");
 }
 
-std::string ToForwardSlashes(const std::string& path, bool keepUncHead)
+std::string ToForwardSlashes(std::string path, bool keepUncHead)
 {
-    std::string result = path;
     const size_t start = keepUncHead && HasUncHead(path) ? 2 : 0;
-    for (size_t i = start; i < result.size(); ++i) {
-        if (result[i] == '\\')
-            result[i] = '/';
+    for (size_t i = start; i < path.size(); ++i) {
+        if (path[i] == '\\')
+            path[i] = '/';
     }
-    return result;
+    return path;
 }
 
 std::string ResolveDotSegments(const std::string& path)
 {
     const PathHead head = SplitHead(path);
-    const std::vector<std::string> segments = ResolveSegments(path, head.restStart, head.rooted);
-    std::string result = head.text;
-    for (size_t i = 0; i < segments.size(); ++i) {
-        if (i > 0)
-            result += '/';
-        result += segments[i];
-    }
+    std::string result;
+    result.reserve(path.size());
+    result = head.text;
+    AppendResolvedSegments(path, head.restStart, head.rooted, result);
     // A trailing separator says the name is a directory; it stays.
-    if (!segments.empty() && path.size() > head.restStart && IsSeparator(path.back()))
+    if (result.size() > head.text.size() && path.size() > head.restStart && IsSeparator(path.back()))
         result += '/';
     return result;
 }

@@ -20,7 +20,7 @@ bool HasUncHead(const std::string& path);
 size_t LastSeparator(const std::string& path);
 
 // Every "\" becomes "/"; with keepUncHead, two leading backslashes stay as they are.
-std::string ToForwardSlashes(const std::string& path, bool keepUncHead);
+std::string ToForwardSlashes(std::string path, bool keepUncHead);
 
 // Resolves "." and ".." segments on the text without touching the file system, never above the root:
 // a UNC head keeps its server and share, a drive head its letter, a "/"-rooted path its root. Repeated
