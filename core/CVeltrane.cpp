@@ -1,9 +1,8 @@
 // CVeltrane: the facade's snapshot of the library, the machine and the process, taken once at creation.
 #include "core/CVeltrane.h"
 
-#include <cstring>
-
 #include "identity/COsSystem.h"
+#include "strings/COsString.h"
 
 CVeltrane* CVeltrane::s_Veltrane = nullptr;
 CMonitoredSection CVeltrane::s_MonitoredSection;
@@ -12,12 +11,10 @@ namespace {
 
 const char kVeltraneVersion[] = "1.25.0104.00";
 
-// A library-allocated copy: array new, zero-filled, one byte longer than the text.
-char* CopyText(const std::string& text)
+// Each field holds its own library-allocated copy of the text.
+void StoreCopy(const std::string& text, char** field)
 {
-    char* copy = new char[text.size() + 1]();
-    std::memcpy(copy, text.data(), text.size());
-    return copy;
+    COsString::Copy(text.c_str(), field);
 }
 
 std::string TextOf(const char* field)
@@ -55,14 +52,14 @@ CVeltrane::CVeltrane()
       m_nOsBits(0),
       m_szVeltraneLibDir(nullptr)
 {
-    m_szVeltraneVersion = CopyText(kVeltraneVersion);
-    m_szMachineName = CopyText(COsSystem::GetMachineName());
-    m_szOsVersion = CopyText(COsSystem::GetSystemVersion());
-    m_szProcessName = CopyText(COsSystem::GetProcessName());
-    m_szProcessPath = CopyText(COsSystem::GetProcessPath());
-    m_szCoreVersion = CopyText(COsSystem::GetCoreVersion());
-    m_szGCCVersion = CopyText(COsSystem::GetGCCVersion());
-    m_szVeltraneLibDir = CopyText(COsSystem::GetVeltraneLibDir());
+    StoreCopy(kVeltraneVersion, &m_szVeltraneVersion);
+    StoreCopy(COsSystem::GetMachineName(), &m_szMachineName);
+    StoreCopy(COsSystem::GetSystemVersion(), &m_szOsVersion);
+    StoreCopy(COsSystem::GetProcessName(), &m_szProcessName);
+    StoreCopy(COsSystem::GetProcessPath(), &m_szProcessPath);
+    StoreCopy(COsSystem::GetCoreVersion(), &m_szCoreVersion);
+    StoreCopy(COsSystem::GetGCCVersion(), &m_szGCCVersion);
+    StoreCopy(COsSystem::GetVeltraneLibDir(), &m_szVeltraneLibDir);
     m_nOsBits = COsSystem::GetSystemBits();
 }
 

@@ -2,6 +2,7 @@
 #include "identity/MachineIdentity.h"
 
 #include "platform/process.h"
+#include "strings/COsString.h"
 
 namespace identity {
 
@@ -12,17 +13,6 @@ namespace {
 constexpr unsigned kChildWaitMilliseconds = 500;
 constexpr unsigned kFirstOutputMilliseconds = 500;
 constexpr size_t kOutputCapacity = 10000;
-
-void RemoveAll(std::string& text, char unwanted)
-{
-    std::string kept;
-    kept.reserve(text.size());
-    for (char c : text) {
-        if (c != unwanted)
-            kept += c;
-    }
-    text.swap(kept);
-}
 
 }  // namespace
 
@@ -56,9 +46,9 @@ bool ExtractColumnValue(const std::string& output, const std::string& columnName
     if (column == std::string::npos)
         return false;
     value = text.substr(column + columnName.size());
-    RemoveAll(value, ' ');
-    RemoveAll(value, '\r');
-    RemoveAll(value, '\n');
+    value = COsString::Replace(value, " ", "");
+    value = COsString::Replace(value, "\r", "");
+    value = COsString::Replace(value, "\n", "");
     return true;
 }
 

@@ -11,6 +11,7 @@
 #include <Veltrane.h>
 
 #include "identity/MachineIdentity.h"
+#include "tests/support/ProcessCounts.h"
 
 namespace {
 
@@ -19,15 +20,6 @@ using identity::ColumnQuery;
 ColumnQuery Printing(const std::string& printfText, const std::string& column)
 {
     return {"printf '" + printfText + "'", column};
-}
-
-size_t OpenDescriptorCount()
-{
-    size_t count = 0;
-    for (auto entry = std::filesystem::directory_iterator("/proc/self/fd"); entry != std::filesystem::directory_iterator();
-         ++entry)
-        ++count;
-    return count;
 }
 
 // A unique file under the temporary directory, removed with the fixture.
@@ -143,7 +135,7 @@ TEST(MachineIdentityQuery, OnlyTheFirstTenThousandBytesAreRead)
 TEST_F(ChildFiles, SilentChildThatNeverEndsIsKilledAndReapedPromptly)
 {
     const std::string pidFile = File("pid");
-    const size_t descriptorsBefore = OpenDescriptorCount();
+    const int descriptorsBefore = veltrane_test::OpenDescriptorCount();
     const auto start = std::chrono::steady_clock::now();
 
     std::string value = "kept";
@@ -154,13 +146,13 @@ TEST_F(ChildFiles, SilentChildThatNeverEndsIsKilledAndReapedPromptly)
     const std::string pid = ReadFirstLine(pidFile);
     ASSERT_FALSE(pid.empty());
     EXPECT_FALSE(ProcessExists(pid)) << "child " << pid << " was left running or unreaped";
-    EXPECT_EQ(OpenDescriptorCount(), descriptorsBefore);
+    EXPECT_EQ(veltrane_test::OpenDescriptorCount(), descriptorsBefore);
 }
 
 TEST_F(ChildFiles, ChildThatWritesThenHangsIsReadOnceAndKilledWithItsChildren)
 {
     const std::string pidFile = File("pid");
-    const size_t descriptorsBefore = OpenDescriptorCount();
+    const int descriptorsBefore = veltrane_test::OpenDescriptorCount();
     const auto start = std::chrono::steady_clock::now();
 
     // The grandchild holds the pipe too: only killing the whole group lets nothing linger.
@@ -180,7 +172,7 @@ TEST_F(ChildFiles, ChildThatWritesThenHangsIsReadOnceAndKilledWithItsChildren)
         state = ProcessState(grandchild);
     }
     EXPECT_TRUE(state.empty() || state == "Z") << "grandchild " << grandchild << " still runs";
-    EXPECT_EQ(OpenDescriptorCount(), descriptorsBefore);
+    EXPECT_EQ(veltrane_test::OpenDescriptorCount(), descriptorsBefore);
 }
 
 TEST(MachineIdentityQuery, SilentChildThatEndsGivesNoValueAtOnce)
