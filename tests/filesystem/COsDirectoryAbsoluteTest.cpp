@@ -53,6 +53,7 @@ TEST(COsDirectoryGetAbsolutePath, AbsolutePathsResolveDotsOnTheTextOnly)
         {"/a/b/.", "/a/b/."},                  // "/." at the end is no dot sequence
         {"/a/b./c/../d", "/a/b./d"},           // a name may end in a dot on this host
         {"/a/.../b/./c", "/a/.../b/c"},
+        {"C:a\\..\\..\\b\\.\\c", "C:../b/c"},  // drive-relative: an unclimbable ".." stays
     };
     for (const Row& row : rows)
         EXPECT_EQ(Absolute(row.path), row.expected) << row.path;
@@ -72,6 +73,10 @@ TEST(COsDirectoryGetAbsolutePath, RelativeNamesAreTakenFromTheLibraryDirectory)
     // "ver./x" holds no "." segment but its dot sequence sends it through resolution, which folds "//".
     EXPECT_EQ(Absolute("ver.//x"), library + "ver./x");
     EXPECT_EQ(Absolute("\\\\"), library + "//");  // too short for a UNC head, so relative
+    std::string climbAboveRoot;
+    for (size_t slash = 0; slash < library.size(); ++slash)
+        climbAboveRoot += library[slash] == '/' ? "../" : "";
+    EXPECT_EQ(Absolute(climbAboveRoot + "../x/./y"), "/x/y");
 }
 
 TEST(COsDirectoryGetAbsolutePath, ResolvedFormBeyondCapacityGivesEmptyTextWithSuccess)
