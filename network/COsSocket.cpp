@@ -1,8 +1,12 @@
 // COsSocket: object life, addressing, options, error translation, data transfer and readiness.
 #include "network/COsSocket.h"
 
+#include <chrono>
+#include <condition_variable>
 #include <cstring>
+#include <mutex>
 #include <new>
+#include <unordered_map>
 
 #include "platform/clock.h"
 #include "strings/COsConverter.h"
@@ -72,15 +76,84 @@ void CopyUnterminated(char* target, unsigned int size, const char* text)
     std::memcpy(target, text, length < size ? length : size);
 }
 
+// Transfers and waits on one socket may be under way on other threads when ShutDown closes it. The
+// descriptor is shut down at once, which wakes them, but closed only after they have left their system
+// call, so no thread ever works on a descriptor number that the system has handed out again.
+class HandleUsers
+{
+public:
+    // The handle in `field` now, counted as in use until Leave; INVALID_SOCKET when none is held.
+    SOCKET Enter(const SOCKET* field)
+    {
+        std::lock_guard<std::mutex> lock(m_Mutex);
+        SOCKET handle = __atomic_load_n(field, __ATOMIC_ACQUIRE);
+        if (handle != INVALID_SOCKET)
+            ++m_Users[handle];
+        return handle;
+    }
+
+    void Leave(SOCKET handle)
+    {
+        if (handle == INVALID_SOCKET)
+            return;
+        std::lock_guard<std::mutex> lock(m_Mutex);
+        auto user = m_Users.find(handle);
+        if (user != m_Users.end() && --user->second == 0) {
+            m_Users.erase(user);
+            m_Idle.notify_all();
+        }
+    }
+
+    // Clears `field` and closes the socket it held. A call that the shutdown did not wake within a
+    // second no longer holds the close back.
+    void Close(SOCKET* field)
+    {
+        std::unique_lock<std::mutex> lock(m_Mutex);
+        SOCKET handle = __atomic_exchange_n(field, INVALID_SOCKET, __ATOMIC_ACQ_REL);
+        if (handle == INVALID_SOCKET)
+            return;
+        if (m_Users.count(handle) != 0) {
+            platform::SocketShutdownBoth(handle);
+            m_Idle.wait_for(lock, std::chrono::seconds(1), [&] { return m_Users.count(handle) == 0; });
+        }
+        platform::SocketClose(handle);
+    }
+
+private:
+    std::mutex m_Mutex;
+    std::condition_variable m_Idle;
+    std::unordered_map<SOCKET, int> m_Users;
+};
+
+// Never destroyed: a socket may still be closed by a static destructor at exit.
+HandleUsers& Users()
+{
+    static HandleUsers* users = new HandleUsers();
+    return *users;
+}
+
+class HandleInUse
+{
+public:
+    explicit HandleInUse(const SOCKET* field) : m_hSocket(Users().Enter(field)) {}
+    ~HandleInUse() { Users().Leave(m_hSocket); }
+    HandleInUse(const HandleInUse&) = delete;
+    HandleInUse& operator=(const HandleInUse&) = delete;
+    SOCKET get() const { return m_hSocket; }
+
+private:
+    SOCKET m_hSocket;
+};
+
 // Makes a transfer again while the system says it was interrupted or would block. A would-block retry
 // first waits up to 10 ms for the socket, so a waiting caller does not burn a core; the handle is read
 // afresh for every attempt, so a ShutDown from another thread ends the loop.
-template <typename ReadHandle, typename Transfer>
-long Retrying(ReadHandle currentHandle, bool forWrite, Transfer transfer)
+template <typename Transfer>
+long Retrying(const SOCKET* field, bool forWrite, Transfer transfer)
 {
     for (;;) {
-        uint64_t handle = currentHandle();
-        long result = transfer(handle);
+        HandleInUse handle(field);
+        long result = transfer(handle.get());
         if (result != -1)
             return result;
         int error = platform::SocketLastError();
@@ -88,7 +161,7 @@ long Retrying(ReadHandle currentHandle, bool forWrite, Transfer transfer)
             continue;
         if (error != platform::kWsaWouldBlock)
             return -1;
-        platform::SocketPause(handle, forWrite);
+        platform::SocketPause(handle.get(), forWrite);
     }
 }
 
@@ -154,18 +227,9 @@ SOCKET COsSocket::CurrentHandle() const
     return __atomic_load_n(&m_hSocket, __ATOMIC_ACQUIRE);
 }
 
-SOCKET COsSocket::TakeHandle()
-{
-    return __atomic_exchange_n(&m_hSocket, INVALID_SOCKET, __ATOMIC_ACQ_REL);
-}
-
 void COsSocket::CloseHeldSocket()
 {
-    // The handle is cleared before the socket is closed, so a thread waiting on it finds no socket
-    // rather than a descriptor number that the system may already have given to someone else.
-    SOCKET handle = TakeHandle();
-    if (handle != INVALID_SOCKET)
-        platform::SocketClose(handle);
+    Users().Close(&m_hSocket);
 }
 
 void COsSocket::ShutDown()
@@ -344,7 +408,7 @@ bool COsSocket::Accept(COsSocket* pSocket, char* pIP, unsigned int nIPSize, unsi
     }
     uint32_t peerAddress = 0;
     uint16_t peerPort = 0;
-    long accepted = Retrying([this] { return CurrentHandle(); }, false, [&](SOCKET handle) {
+    long accepted = Retrying(&m_hSocket, false, [&](SOCKET handle) {
         SOCKET connection = platform::SocketAccept(handle, &peerAddress, &peerPort);
         return connection == platform::kNoSocket ? -1L : static_cast<long>(connection);
     });
@@ -521,7 +585,7 @@ int COsSocket::Send(const char* pData, unsigned int nLength)
         m_eError = eSocketErrorInvalid;
         return -1;
     }
-    long sent = Retrying([this] { return CurrentHandle(); }, true,
+    long sent = Retrying(&m_hSocket, true,
                          [&](SOCKET handle) { return platform::SocketSend(handle, pData, nLength, 0); });
     if (sent == -1)
         TranslateSocketError();
@@ -535,7 +599,7 @@ int COsSocket::SendTo(const char* pData, unsigned int nLength, int nFlags, const
         m_eError = eSocketErrorInvalid;
         return -1;
     }
-    long sent = Retrying([this] { return CurrentHandle(); }, true, [&](SOCKET handle) {
+    long sent = Retrying(&m_hSocket, true, [&](SOCKET handle) {
         return platform::SocketSendToRaw(handle, pData, nLength, nFlags, pAddr, nAddrLength);
     });
     if (sent == -1)
@@ -555,7 +619,7 @@ int COsSocket::SendToHost(const char* pData, unsigned int nLength, int nFlags, c
         m_eError = eSocketErrorHostNotFound;
         return -1;
     }
-    long sent = Retrying([this] { return CurrentHandle(); }, true, [&](SOCKET handle) {
+    long sent = Retrying(&m_hSocket, true, [&](SOCKET handle) {
         return platform::SocketSendTo(handle, pData, nLength, nFlags, address, nPort);
     });
     if (sent == -1)
@@ -569,7 +633,7 @@ int COsSocket::Receive(char* pData, unsigned int nLength, int nFlags)
         m_eError = eSocketErrorInvalid;
         return -1;
     }
-    long received = Retrying([this] { return CurrentHandle(); }, false,
+    long received = Retrying(&m_hSocket, false,
                              [&](SOCKET handle) { return platform::SocketReceive(handle, pData, nLength, nFlags); });
     if (received == -1)
         TranslateSocketError();
@@ -583,7 +647,7 @@ int COsSocket::ReceiveFrom(char* pData, unsigned int nLength, int nFlags, _S_Soc
         m_eError = eSocketErrorInvalid;
         return -1;
     }
-    long received = Retrying([this] { return CurrentHandle(); }, false, [&](SOCKET handle) {
+    long received = Retrying(&m_hSocket, false, [&](SOCKET handle) {
         return platform::SocketReceiveFromRaw(handle, pData, nLength, nFlags, pAddr, pAddrLength);
     });
     if (received == -1) {
@@ -602,7 +666,7 @@ int COsSocket::ReceiveFromHost(char* pData, unsigned int nLength, int nFlags, ch
     }
     uint32_t senderAddress = 0;
     uint16_t senderPort = 0;
-    long received = Retrying([this] { return CurrentHandle(); }, false, [&](SOCKET handle) {
+    long received = Retrying(&m_hSocket, false, [&](SOCKET handle) {
         return platform::SocketReceiveFrom(handle, pData, nLength, nFlags, &senderAddress, &senderPort);
     });
     if (received == -1) {
@@ -636,7 +700,10 @@ int COsSocket::SendWithTimeout(const char* pData, unsigned int nLength, unsigned
             break;
         // Each step hands over only what the socket takes at once, so that the time limit holds on a
         // blocking socket too: a peer that stops reading ends the transfer at the next wait.
-        last = platform::SocketSendNow(CurrentHandle(), pData + sent, nLength - sent);
+        {
+            HandleInUse handle(&m_hSocket);
+            last = platform::SocketSendNow(handle.get(), pData + sent, nLength - sent);
+        }
         if (last == -1) {
             int error = platform::SocketLastError();
             if (error == platform::kWsaInterrupted || error == platform::kWsaWouldBlock)
@@ -679,7 +746,11 @@ int COsSocket::IsReady(unsigned int nTimeout, ESocketStatus eStatus)
     platform::SocketWaitResult result;
     int count;
     for (;;) {
-        count = platform::SocketWait(handle, eStatus != eSocketStatusRead, nTimeout, &result);
+        {
+            HandleInUse inUse(&m_hSocket);
+            count = platform::SocketWait(inUse.get() == handle ? handle : INVALID_SOCKET, eStatus != eSocketStatusRead,
+                                         nTimeout, &result);
+        }
         if (count != -1)
             break;
         int error = platform::SocketLastError();
@@ -703,13 +774,14 @@ int COsSocket::IsReady(unsigned int nTimeout, ESocketStatus eStatus)
 
 int COsSocket::IsReadable(COsSocket* pFirst, COsSocket* pSecond, unsigned int nTimeout)
 {
-    SOCKET first = pFirst != nullptr ? pFirst->CurrentHandle() : INVALID_SOCKET;
-    SOCKET second = pSecond != nullptr ? pSecond->CurrentHandle() : INVALID_SOCKET;
+    const SOCKET none = INVALID_SOCKET;
+    HandleInUse first(pFirst != nullptr ? &pFirst->m_hSocket : &none);
+    HandleInUse second(pSecond != nullptr ? &pSecond->m_hSocket : &none);
     bool firstReadable = false;
     bool secondReadable = false;
     int count;
     for (;;) {
-        count = platform::SocketWaitReadable(first, second, nTimeout, &firstReadable, &secondReadable);
+        count = platform::SocketWaitReadable(first.get(), second.get(), nTimeout, &firstReadable, &secondReadable);
         int error = count == -1 ? platform::SocketLastError() : 0;
         if (error != platform::kWsaInterrupted && error != platform::kWsaWouldBlock)
             break;

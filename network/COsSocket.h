@@ -121,10 +121,9 @@ private:
     unsigned int GetAddress(const std::string& strHost);
     void TranslateSocketError(int nError);
 
-    // The handle is read and cleared through these, because another thread may close the socket while
-    // this one waits on it.
+    // The handle is read atomically and closed through a registry of the calls under way on it,
+    // because another thread may close the socket while this one waits on it.
     SOCKET CurrentHandle() const;
-    SOCKET TakeHandle();
     void CloseHeldSocket();
 
     SOCKET m_hSocket;

@@ -38,6 +38,8 @@ int SocketLastError();
 // A new IPv4 socket, stream when `stream` is true, else datagram; kNoSocket on failure. Not inherited by
 // child processes.
 uint64_t SocketOpen(bool stream);
+// Shuts both directions, which wakes every call waiting on the socket; the result is ignored.
+void SocketShutdownBoth(uint64_t socket);
 // Shuts both directions and closes; results are ignored.
 void SocketClose(uint64_t socket);
 

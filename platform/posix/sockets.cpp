@@ -198,6 +198,12 @@ uint64_t SocketOpen(bool stream)
     return static_cast<uint64_t>(descriptor);
 }
 
+void SocketShutdownBoth(uint64_t socket)
+{
+    if (socket <= static_cast<uint64_t>(INT_MAX))
+        shutdown(static_cast<int>(socket), SHUT_RDWR);
+}
+
 void SocketClose(uint64_t socket)
 {
     if (socket > static_cast<uint64_t>(INT_MAX))
