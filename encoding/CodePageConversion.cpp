@@ -13,7 +13,7 @@ size_t DecodeCodePage(unsigned codePage, const char* text, size_t length, wchar1
 {
     size_t units;
     if (codePage == kCodePageUtf8) {
-        units = Utf8ToUtf16(text, length, target);
+        units = Utf8ToUtf16(text, length, target, capacity);
     } else if (codePage == kCodePageAnsi || codePage == kCodePageWindows1252) {
         units = Windows1252ToUtf16(text, length, target);
     } else {
@@ -34,7 +34,7 @@ size_t EncodeCodePage(unsigned codePage, const wchar16* text, size_t length, cha
 {
     size_t bytes;
     if (codePage == kCodePageUtf8) {
-        bytes = Utf16ToUtf8(text, length, target);
+        bytes = Utf16ToUtf8(text, length, target, capacity);
     } else if (codePage == kCodePageAnsi || codePage == kCodePageWindows1252) {
         bytes = Utf16ToWindows1252(text, length, target);
     } else {

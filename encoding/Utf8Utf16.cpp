@@ -1,5 +1,5 @@
 // UTF-8 <-> UTF-16 with the replacement rules of the library. Mostly-ASCII text is the common case, so
-// runs of ASCII are checked and widened 16 at a time; a counting pass shares the code of the writing pass,
+// runs of ASCII are checked and converted a machine word at a time; a counting pass shares the code of the writing pass,
 // which is what keeps the measured size and the written size equal.
 #include "encoding/Utf8Utf16.h"
 
@@ -18,6 +18,43 @@ uint64_t Load8(const void* from)
     uint64_t word;
     std::memcpy(&word, from, sizeof word);
     return word;
+}
+
+// The index of the first lane (in memory order) of `bits` lanes wide that has a bit set in `marks`.
+size_t FirstMarkedLane(uint64_t marks, unsigned bits)
+{
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+    return static_cast<size_t>(__builtin_clzll(marks)) / bits;
+#else
+    return static_cast<size_t>(__builtin_ctzll(marks)) / bits;
+#endif
+}
+
+void Widen8(const unsigned char* in, char16_t* out)
+{
+    for (int i = 0; i < 8; ++i)
+        out[i] = in[i];
+}
+
+void Widen(const unsigned char* in, size_t count, char16_t* out)
+{
+    for (size_t i = 0; i < count; ++i)
+        out[i] = in[i];
+}
+
+// Four ASCII units, as one word loaded from memory, packed into four bytes in the same order: the shifts keep
+// each unit's place relative to the others, so this holds in either byte order.
+void Narrow4(uint64_t word, unsigned char* out)
+{
+    uint32_t packed = static_cast<uint32_t>((word & 0xFF) | ((word >> 8) & 0xFF00) | ((word >> 16) & 0xFF0000) |
+                                            ((word >> 24) & 0xFF000000));
+    std::memcpy(out, &packed, sizeof packed);
+}
+
+void Narrow(const char16_t* in, size_t count, unsigned char* out)
+{
+    for (size_t i = 0; i < count; ++i)
+        out[i] = static_cast<unsigned char>(in[i]);
 }
 
 // Decodes the sequence at `in` that does not start with an ASCII byte; gives the bytes it takes and the
@@ -68,22 +105,29 @@ size_t DecodeSequence(const unsigned char* in, const unsigned char* end, uint32_
 }
 
 template <bool Write>
-size_t DecodeUtf8(const unsigned char* in, size_t length, char16_t* out)
+size_t DecodeUtf8(const unsigned char* in, size_t length, char16_t* out, size_t capacity)
 {
     const unsigned char* end = in + length;
     size_t produced = 0;
     while (in < end) {
         unsigned lead = *in;
         if (lead < 0x80) {
-            while (end - in >= 16 && ((Load8(in) | Load8(in + 8)) & kHighBits) == 0) {
+            // An ASCII run goes eight bytes at a time; a word that holds another byte gives its ASCII head.
+            while (end - in >= 8) {
+                uint64_t high = Load8(in) & kHighBits;
+                size_t ascii = high ? FirstMarkedLane(high, 8) : 8;
                 if (Write) {
-                    for (int i = 0; i < 16; ++i)
-                        out[produced + i] = in[i];
+                    if (produced + 8 <= capacity)
+                        Widen8(in, out + produced);  // the bytes past the head are written over later
+                    else
+                        Widen(in, ascii, out + produced);
                 }
-                in += 16;
-                produced += 16;
+                in += ascii;
+                produced += ascii;
+                if (ascii < 8)
+                    break;
             }
-            if (in < end && *in < 0x80) {
+            while (in < end && *in < 0x80) {
                 if (Write)
                     out[produced] = *in;
                 ++in;
@@ -119,25 +163,39 @@ size_t DecodeUtf8(const unsigned char* in, size_t length, char16_t* out)
     return produced;
 }
 
-template <bool Write>
-size_t EncodeUtf8(const char16_t* in, size_t length, unsigned char* out)
+size_t EncodeUtf8(const char16_t* in, size_t length, unsigned char* out, size_t capacity)
 {
     const char16_t* end = in + length;
     size_t produced = 0;
     while (in < end) {
         uint32_t unit = *in;
         if (unit < 0x80) {
-            while (end - in >= 8 && ((Load8(in) | Load8(in + 4)) & kUnitHighBits) == 0) {
-                if (Write) {
-                    for (int i = 0; i < 8; ++i)
-                        out[produced + i] = static_cast<unsigned char>(in[i]);
-                }
+            // An ASCII run goes four units at a time; a word that holds another unit gives its ASCII head.
+            while (end - in >= 8 && produced + 8 <= capacity) {
+                uint64_t first = Load8(in);
+                uint64_t second = Load8(in + 4);
+                if ((first | second) & kUnitHighBits)
+                    break;
+                Narrow4(first, out + produced);
+                Narrow4(second, out + produced + 4);
                 in += 8;
                 produced += 8;
             }
-            if (in < end && *in < 0x80) {
-                if (Write)
-                    out[produced] = static_cast<unsigned char>(*in);
+            while (end - in >= 4) {
+                uint64_t word = Load8(in);
+                uint64_t high = word & kUnitHighBits;
+                size_t ascii = high ? FirstMarkedLane(high, 16) : 4;
+                if (produced + 4 <= capacity)
+                    Narrow4(word, out + produced);  // the units past the head are written over later
+                else
+                    Narrow(in, ascii, out + produced);
+                in += ascii;
+                produced += ascii;
+                if (ascii < 4)
+                    break;
+            }
+            while (in < end && *in < 0x80) {
+                out[produced] = static_cast<unsigned char>(*in);
                 ++in;
                 ++produced;
             }
@@ -145,10 +203,8 @@ size_t EncodeUtf8(const char16_t* in, size_t length, unsigned char* out)
         }
         ++in;
         if (unit < 0x800) {
-            if (Write) {
-                out[produced] = static_cast<unsigned char>(0xC0 | (unit >> 6));
-                out[produced + 1] = static_cast<unsigned char>(0x80 | (unit & 0x3F));
-            }
+            out[produced] = static_cast<unsigned char>(0xC0 | (unit >> 6));
+            out[produced + 1] = static_cast<unsigned char>(0x80 | (unit & 0x3F));
             produced += 2;
             continue;
         }
@@ -156,47 +212,72 @@ size_t EncodeUtf8(const char16_t* in, size_t length, unsigned char* out)
             if (unit <= 0xDBFF && in < end && *in >= 0xDC00 && *in <= 0xDFFF) {
                 uint32_t codePoint = 0x10000 + ((unit - 0xD800) << 10) + (*in - 0xDC00u);
                 ++in;
-                if (Write) {
-                    out[produced] = static_cast<unsigned char>(0xF0 | (codePoint >> 18));
-                    out[produced + 1] = static_cast<unsigned char>(0x80 | ((codePoint >> 12) & 0x3F));
-                    out[produced + 2] = static_cast<unsigned char>(0x80 | ((codePoint >> 6) & 0x3F));
-                    out[produced + 3] = static_cast<unsigned char>(0x80 | (codePoint & 0x3F));
-                }
+                out[produced] = static_cast<unsigned char>(0xF0 | (codePoint >> 18));
+                out[produced + 1] = static_cast<unsigned char>(0x80 | ((codePoint >> 12) & 0x3F));
+                out[produced + 2] = static_cast<unsigned char>(0x80 | ((codePoint >> 6) & 0x3F));
+                out[produced + 3] = static_cast<unsigned char>(0x80 | (codePoint & 0x3F));
                 produced += 4;
                 continue;
             }
             unit = kReplacement;
         }
-        if (Write) {
-            out[produced] = static_cast<unsigned char>(0xE0 | (unit >> 12));
-            out[produced + 1] = static_cast<unsigned char>(0x80 | ((unit >> 6) & 0x3F));
-            out[produced + 2] = static_cast<unsigned char>(0x80 | (unit & 0x3F));
-        }
+        out[produced] = static_cast<unsigned char>(0xE0 | (unit >> 12));
+        out[produced + 1] = static_cast<unsigned char>(0x80 | ((unit >> 6) & 0x3F));
+        out[produced + 2] = static_cast<unsigned char>(0x80 | (unit & 0x3F));
         produced += 3;
     }
     return produced;
 }
 
-}  // namespace
-
-size_t Utf8ToUtf16(const char* text, size_t length, wchar16* target)
+// The UTF-8 size of `length` units without a branch per unit: one byte, one more from U+0080, one more from
+// U+0800; a surrogate counts three, as a lone one becomes U+FFFD, and a well-formed pair four instead of six.
+// A low surrogate can only pair with the unit before it, so pairs never overlap.
+size_t CountUtf8(const char16_t* in, size_t length)
 {
-    const unsigned char* bytes = reinterpret_cast<const unsigned char*>(text);
-    return target ? DecodeUtf8<true>(bytes, length, target) : DecodeUtf8<false>(bytes, length, nullptr);
+    if (length == 0)
+        return 0;
+    size_t bytes = length;
+    size_t pairs = 0;
+    size_t last = length - 1;
+    for (size_t i = 0; i < last; ++i) {
+        unsigned unit = in[i];
+        unsigned next = in[i + 1];
+        bytes += (unit >= 0x80) + (unit >= 0x800);
+        pairs += ((unit & 0xFC00) == 0xD800) & ((next & 0xFC00) == 0xDC00);
+    }
+    bytes += (in[last] >= 0x80) + (in[last] >= 0x800);
+    return bytes - 2 * pairs;
 }
 
-size_t Utf16ToUtf8(const wchar16* text, size_t length, char* target)
+}  // namespace
+
+size_t Utf8ToUtf16(const char* text, size_t length, wchar16* target, size_t capacity)
+{
+    const unsigned char* bytes = reinterpret_cast<const unsigned char*>(text);
+    return target ? DecodeUtf8<true>(bytes, length, target, capacity) : DecodeUtf8<false>(bytes, length, nullptr, 0);
+}
+
+size_t Utf16ToUtf8(const wchar16* text, size_t length, char* target, size_t capacity)
 {
     unsigned char* bytes = reinterpret_cast<unsigned char*>(target);
-    return target ? EncodeUtf8<true>(text, length, bytes) : EncodeUtf8<false>(text, length, nullptr);
+    return target ? EncodeUtf8(text, length, bytes, capacity) : CountUtf8(text, length);
 }
 
 size_t Utf16Length(const wchar16* text)
 {
+    // Four tests per step; each unit is read only after the one before it was found not to end the text.
     const wchar16* end = text;
-    while (*end != 0)
-        ++end;
-    return static_cast<size_t>(end - text);
+    for (;;) {
+        if (end[0] == 0)
+            return static_cast<size_t>(end - text);
+        if (end[1] == 0)
+            return static_cast<size_t>(end - text) + 1;
+        if (end[2] == 0)
+            return static_cast<size_t>(end - text) + 2;
+        if (end[3] == 0)
+            return static_cast<size_t>(end - text) + 3;
+        end += 4;
+    }
 }
 
 }  // namespace encoding

@@ -8,13 +8,15 @@
 namespace encoding {
 
 // Decodes `length` bytes of UTF-8 into `target` (nullptr: only counts) and gives the number of UTF-16 units.
+// `capacity` is the size of `target`, at least the counted size; room beyond it is used as scratch.
 // Each maximal invalid subpart (a stray byte, an overlong or surrogate form, a cut-off sequence, 0xF5..0xFF)
 // gives one U+FFFD, and decoding goes on with the byte that broke it.
-size_t Utf8ToUtf16(const char* text, size_t length, wchar16* target);
+size_t Utf8ToUtf16(const char* text, size_t length, wchar16* target, size_t capacity);
 
-// Encodes `length` UTF-16 units as UTF-8 into `target` (nullptr: only counts) and gives the number of bytes.
+// Encodes `length` UTF-16 units as UTF-8 into `target` (nullptr: only counts) and gives the number of bytes;
+// `capacity` as above.
 // A lone surrogate becomes U+FFFD.
-size_t Utf16ToUtf8(const wchar16* text, size_t length, char* target);
+size_t Utf16ToUtf8(const wchar16* text, size_t length, char* target, size_t capacity);
 
 // The number of units before the terminator.
 size_t Utf16Length(const wchar16* text);

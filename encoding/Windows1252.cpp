@@ -13,23 +13,36 @@ constexpr char16_t kHighControls[32] = {
     0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0xFFFD, 0x017E, 0x0178,
 };
 
-char16_t Decode(unsigned char byte)
+struct Tables {
+    char16_t decode[256];
+    unsigned char encodeLatin[256];  // for U+0000..U+00FF; 0 where the page has no byte for it
+};
+
+constexpr Tables MakeTables()
 {
-    return (byte >= 0x80 && byte <= 0x9F) ? kHighControls[byte - 0x80] : byte;
+    Tables tables{};
+    for (unsigned byte = 0; byte < 256; ++byte) {
+        tables.decode[byte] = (byte >= 0x80 && byte <= 0x9F) ? kHighControls[byte - 0x80] : char16_t(byte);
+        if (byte < 0x80 || byte >= 0xA0)
+            tables.encodeLatin[byte] = static_cast<unsigned char>(byte);
+    }
+    return tables;
 }
 
-// The byte for `unit`, or 0 when the page has none (the terminator is never asked for).
-unsigned char Encode(char16_t unit)
+constexpr Tables kTables = MakeTables();
+
+// The byte for `unit`, or '?' when the page has none.
+char Encode(char16_t unit)
 {
-    if (unit < 0x80 || (unit >= 0xA0 && unit <= 0xFF))
-        return static_cast<unsigned char>(unit);
-    if (unit == 0xFFFD)
-        return 0;
-    for (unsigned i = 0; i < 32; ++i) {
-        if (kHighControls[i] == unit)
-            return static_cast<unsigned char>(0x80 + i);
+    if (unit < 0x100) {
+        unsigned char byte = kTables.encodeLatin[unit];
+        return static_cast<char>(byte != 0 || unit == 0 ? byte : '?');
     }
-    return 0;
+    for (unsigned i = 0; i < 32; ++i) {
+        if (kHighControls[i] == unit && unit != 0xFFFD)
+            return static_cast<char>(0x80 + i);
+    }
+    return '?';
 }
 
 bool IsHighSurrogate(char16_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
@@ -41,7 +54,7 @@ size_t Windows1252ToUtf16(const char* text, size_t length, wchar16* target)
 {
     if (target) {
         for (size_t i = 0; i < length; ++i)
-            target[i] = Decode(static_cast<unsigned char>(text[i]));
+            target[i] = kTables.decode[static_cast<unsigned char>(text[i])];
     }
     return length;
 }
@@ -50,12 +63,17 @@ size_t Utf16ToWindows1252(const wchar16* text, size_t length, char* target)
 {
     size_t produced = 0;
     for (size_t i = 0; i < length; ++i) {
-        if (IsHighSurrogate(text[i]) && i + 1 < length && IsLowSurrogate(text[i + 1]))
-            ++i;  // one character, one default character
-        if (target) {
-            unsigned char byte = Encode(text[i]);
-            target[produced] = static_cast<char>(byte != 0 ? byte : '?');
+        char16_t unit = text[i];
+        if (unit < 0x80) {
+            if (target)
+                target[produced] = static_cast<char>(unit);
+            ++produced;
+            continue;
         }
+        if (IsHighSurrogate(unit) && i + 1 < length && IsLowSurrogate(text[i + 1]))
+            ++i;  // one character, one default character
+        if (target)
+            target[produced] = Encode(unit);
         ++produced;
     }
     return produced;

@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# Runs every libFuzzer target of a fuzz build for about SECONDS in total, shared between the targets:
+#   bash scripts/run-fuzzers.sh BUILD_DIR SECONDS
+# Each target starts from its committed corpus (fuzz/corpus/<target>/, never written to) and from the
+# inputs it found in earlier runs (BUILD_DIR/fuzz-corpus/<target>/). A crash fails the run and its input is
+# kept under BUILD_DIR/fuzz-crashes/; everything else the fuzzer writes is removed.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+build=$(cd "${1:?usage: run-fuzzers.sh BUILD_DIR SECONDS}" && pwd)
+seconds=${2:?usage: run-fuzzers.sh BUILD_DIR SECONDS}
+
+mapfile -t targets < <(find "$build" -type f -name '*_fuzz' -perm -u+x | sort)
+if [ "${#targets[@]}" -eq 0 ]; then
+  echo "no fuzz targets in $build (configure with CXX=clang++ -DVELTRANE_BUILD_FUZZ=ON)" >&2
+  exit 1
+fi
+share=$(( seconds / ${#targets[@]} ))
+[ "$share" -ge 1 ] || share=1
+
+status=0
+for target in "${targets[@]}"; do
+  name=$(basename "$target")
+  found="$build/fuzz-corpus/$name"
+  crashes="$build/fuzz-crashes/$name"
+  work=$(mktemp -d)
+  mkdir -p "$found" "$crashes"
+  seeds=()
+  [ -d "fuzz/corpus/$name" ] && seeds+=("$PWD/fuzz/corpus/$name")
+  echo "== $name for ${share}s"
+  if ( cd "$work" && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+         "$target" -max_total_time="$share" -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
+         "$found" "${seeds[@]}" ) >"$work/log" 2>&1; then
+    tail -n 12 "$work/log"
+  else
+    status=1
+    tail -n 60 "$work/log"
+    # Keep the inputs that made it fail, and nothing else the fuzzer wrote.
+    find "$work" -maxdepth 1 -type f \( -name 'crash-*' -o -name 'leak-*' -o -name 'timeout-*' -o -name 'oom-*' \) \
+      -exec mv {} "$crashes"/ \;
+    echo "$name FAILED; inputs kept in $crashes" >&2
+  fi
+  rm -rf "$work"
+done
+exit "$status"
