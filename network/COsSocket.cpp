@@ -9,10 +9,10 @@
 #include <unordered_map>
 
 #include "platform/clock.h"
+#include "platform/sockets.h"
 #include "strings/COsConverter.h"
 #include "strings/COsString.h"
 #include "strings/StringHelpers.h"
-#include "platform/sockets.h"
 
 int COsSocket::s_nTotalSockets = 0;
 CMonitoredSection COsSocket::s_MonitoredSection;
@@ -747,6 +747,7 @@ int COsSocket::IsReady(unsigned int nTimeout, ESocketStatus eStatus)
     int count;
     for (;;) {
         {
+            // The wait is on the handle read at the start; one closed meanwhile fails as a closed one would.
             HandleInUse inUse(&m_hSocket);
             count = platform::SocketWait(inUse.get() == handle ? handle : INVALID_SOCKET, eStatus != eSocketStatusRead,
                                          nTimeout, &result);

@@ -423,15 +423,27 @@ TEST_F(COsSocketTcp, ShutDownFromAnotherThreadEndsWaits)
         char byte;
         receiveResult = pair.client->Receive(&byte, 1, 0);
     });
+    Pair blocking;
+    std::atomic<int> timedResult{-2};
+    std::thread timedReceiver([&] {
+        char byte;
+        timedResult = blocking.server->ReceiveWithTimeout(&byte, 1, 60000, 0);
+    });
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_EQ(-2, acceptResult.load()) << "Accept waits on a non-blocking listener";
     EXPECT_EQ(-2, receiveResult.load()) << "Receive waits on a non-blocking socket";
+    EXPECT_EQ(-2, timedResult.load()) << "ReceiveWithTimeout waits for its time limit";
+    const auto start = std::chrono::steady_clock::now();
     listener.socket->ShutDown();
     pair.client->ShutDown();
+    blocking.server->ShutDown();
     acceptor.join();
     receiver.join();
+    timedReceiver.join();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30)) << "not the time limit";
     EXPECT_EQ(0, acceptResult.load());
     EXPECT_LE(receiveResult.load(), 0);
+    EXPECT_EQ(-1, timedResult.load());
 }
 
 TEST_F(COsSocketTcp, RemoteMacOfTheLoopbackAdapter)
