@@ -21,18 +21,39 @@ constexpr unsigned int kScaleCount = sizeof kScale / sizeof kScale[0];
 constexpr char kDefaultSeparator[] = " ";
 constexpr char kHexDigits[] = "0123456789ABCDEF";
 
+// A text handed to the number readers: a standard string's contents with their end, or a NUL-terminated
+// text whose end is its terminator, so that no reader measures a text before converting it.
+struct NumberText
+{
+    const char* begin;
+    const char* end;  // null for a NUL-terminated text
+
+    bool Empty() const { return end == nullptr ? *begin == '\0' : end == begin; }
+    bool EndsAt(const char* stop) const { return end == nullptr ? *stop == '\0' : stop == end; }
+};
+
+NumberText Whole(const std::string& text)
+{
+    return {text.c_str(), text.c_str() + text.size()};
+}
+
+NumberText Terminated(const char* text)
+{
+    return {text, nullptr};
+}
+
 bool ValidRadix(unsigned int radix)
 {
     return radix != 1 && radix <= 36;
 }
 
 // The whole text as a double: no range error, not empty, and strtod reached its end.
-bool ReadWholeDouble(const char* text, size_t length, double& value)
+bool ReadWholeDouble(NumberText text, double& value)
 {
     errno = 0;
     char* end = nullptr;
-    double read = std::strtod(text, &end);
-    if (errno == ERANGE || length == 0 || end != text + length)
+    double read = std::strtod(text.begin, &end);
+    if (errno == ERANGE || text.Empty() || !text.EndsAt(end))
         return false;
     value = read;
     return true;
@@ -51,10 +72,10 @@ Integer CutTowardZero(double value)
 
 // The floating-point stage of the integer readers: a decimal text whose value lies within the tolerance of
 // COsNumeric of a whole 32-bit number, after cutting towards zero.
-bool ReadWholeNumber(const char* text, size_t length, int& value)
+bool ReadWholeNumber(NumberText text, int& value)
 {
     double read = 0;
-    if (!ReadWholeDouble(text, length, read))
+    if (!ReadWholeDouble(text, read))
         return false;
     int whole = CutTowardZero<int>(read);
     if (!COsNumeric::IsEqual(whole, read))
@@ -63,32 +84,32 @@ bool ReadWholeNumber(const char* text, size_t length, int& value)
     return true;
 }
 
-bool ReadInt32(const char* text, size_t length, unsigned int radix, int& value)
+bool ReadInt32(NumberText text, unsigned int radix, int& value)
 {
     errno = 0;
     char* end = nullptr;
-    long read = std::strtol(text, &end, static_cast<int>(radix));
+    long read = std::strtol(text.begin, &end, static_cast<int>(radix));
     bool inRange = errno != ERANGE && read >= std::numeric_limits<int>::min() && read <= std::numeric_limits<int>::max();
-    if (inRange && length != 0 && end == text + length) {
+    if (inRange && !text.Empty() && text.EndsAt(end)) {
         value = static_cast<int>(read);
         return true;
     }
-    return ReadWholeNumber(text, length, value);
+    return ReadWholeNumber(text, value);
 }
 
-bool ReadInt64(const char* text, size_t length, unsigned int radix, int64_t& value)
+bool ReadInt64(NumberText text, unsigned int radix, int64_t& value)
 {
     errno = 0;
     char* end = nullptr;
-    long long read = std::strtoll(text, &end, static_cast<int>(radix));
-    if (end == text || errno == ERANGE)
+    long long read = std::strtoll(text.begin, &end, static_cast<int>(radix));
+    if (end == text.begin || errno == ERANGE)
         return false;
-    if (length != 0 && end == text + length) {
+    if (!text.Empty() && text.EndsAt(end)) {
         value = read;
         return true;
     }
     int whole = 0;
-    if (!ReadWholeNumber(text, length, whole))
+    if (!ReadWholeNumber(text, whole))
         return false;
     value = whole;
     return true;
@@ -123,6 +144,8 @@ size_t SeparatorLength(const char* separator)
 // count * (2 + separatorLength) characters.
 void WriteHex(const unsigned char* data, size_t count, const char* separator, size_t separatorLength, char* target)
 {
+    if (separator == nullptr)
+        separator = "";
     for (size_t index = 0; index < count; ++index) {
         *target++ = kHexDigits[data[index] >> 4];
         *target++ = kHexDigits[data[index] & 0x0F];
@@ -131,99 +154,136 @@ void WriteHex(const unsigned char* data, size_t count, const char* separator, si
     }
 }
 
+// The value of each byte as a hexadecimal digit of either case, or -1.
+struct HexDigitTable
+{
+    signed char value[256];
+
+    constexpr HexDigitTable() : value()
+    {
+        for (int byte = 0; byte < 256; ++byte)
+            value[byte] = -1;
+        for (int digit = 0; digit < 10; ++digit)
+            value['0' + digit] = static_cast<signed char>(digit);
+        for (int digit = 0; digit < 6; ++digit) {
+            value['A' + digit] = static_cast<signed char>(10 + digit);
+            value['a' + digit] = static_cast<signed char>(10 + digit);
+        }
+    }
+};
+
+constexpr HexDigitTable kHexDigitValues;
+
 int HexDigitValue(char digit)
 {
-    if (digit >= '0' && digit <= '9')
-        return digit - '0';
-    if (digit >= 'A' && digit <= 'F')
-        return digit - 'A' + 10;
-    if (digit >= 'a' && digit <= 'f')
-        return digit - 'a' + 10;
-    return -1;
+    return kHexDigitValues.value[static_cast<unsigned char>(digit)];
 }
 
-// The byte that a token stands for, or -1. A token has two characters and begins with a hexadecimal
-// digit; a second character that is no digit ends the number there, so "1Z" stands for 0x01.
-int ReadHexToken(std::string_view token)
+// The byte that a two-character token stands for, or -1. The token must begin with a hexadecimal digit;
+// a second character that is no digit ends the number there, so "1Z" stands for 0x01.
+int ReadHexPair(char first, char second)
 {
-    if (token.size() != 2)
-        return -1;
-    int high = HexDigitValue(token[0]);
+    int high = HexDigitValue(first);
     if (high < 0)
         return -1;
-    int low = HexDigitValue(token[1]);
+    int low = HexDigitValue(second);
     return low < 0 ? high : high * 16 + low;
 }
 
-// Calls visit(token) for each token of the working text: the pieces between separators, empty ones
-// dropped, or unbroken pairs with one empty pair behind them when the caller's length reached beyond the
-// text.
-template <typename Visit>
-void ForEachHexToken(std::string_view working, const char* separator, bool lengthBeyondText, Visit&& visit)
+// Reads the tokens between whole separators, empty ones dropped, as two-character hexadecimal tokens into
+// bytes. Returns the number stored, or -1 at the first token that is not two characters long or is not
+// hexadecimal. The separators are matched in place, left to right without overlap, which cuts the text
+// exactly as COsString::Split does with drop-empty and whole-separator set.
+int64_t ReadSeparatedPairs(std::string_view text, std::string_view separator, char* bytes)
 {
-    if (SeparatorLength(separator) != 0) {
-        veltrane::text::ForEachToken(working, separator, true, [&](std::string_view token) {
-            if (!token.empty())
-                visit(token);
-        });
-        return;
+    auto separatorAt = [&](size_t position) {
+        return position + separator.size() <= text.size() && text[position] == separator[0] &&
+               (separator.size() == 1 ||
+                std::memcmp(text.data() + position + 1, separator.data() + 1, separator.size() - 1) == 0);
+    };
+    size_t stored = 0;
+    size_t position = 0;
+    while (position < text.size()) {
+        if (separatorAt(position)) {
+            position += separator.size();
+            continue;
+        }
+        // A token of exactly two characters: no separator starts on its second character, and one starts
+        // right behind it unless the text ends there.
+        bool twoCharacters = position + 2 <= text.size() && !separatorAt(position + 1) &&
+                             (position + 2 == text.size() || separatorAt(position + 2));
+        int value = twoCharacters ? ReadHexPair(text[position], text[position + 1]) : -1;
+        if (value < 0)
+            return -1;
+        bytes[stored++] = static_cast<char>(value);
+        position += 2;
     }
-    for (size_t position = 0; position < working.size(); position += 2)
-        visit(working.substr(position, 2));
-    if (lengthBeyondText)
-        visit(std::string_view());
+    return static_cast<int64_t>(stored);
+}
+
+// Reads the text as unbroken pairs into bytes; an empty pair behind them, when the caller's length reached
+// beyond the text, is not a valid token. Returns the number stored, or -1.
+int64_t ReadUnbrokenPairs(std::string_view text, bool lengthBeyondText, char* bytes)
+{
+    for (size_t position = 0; position < text.size(); position += 2) {
+        int value = ReadHexPair(text[position], text[position + 1]);
+        if (value < 0)
+            return -1;
+        bytes[position / 2] = static_cast<char>(value);
+    }
+    return lengthBeyondText ? -1 : static_cast<int64_t>(text.size() / 2);
 }
 
 }  // namespace
 
 bool COsConverter::StringToDouble(const std::string& text, double& value)
 {
-    return ReadWholeDouble(text.c_str(), text.size(), value);
+    return ReadWholeDouble(Whole(text), value);
 }
 
 bool COsConverter::StringToDouble(const char* text, double& value)
 {
-    return text != nullptr && ReadWholeDouble(text, std::strlen(text), value);
+    return text != nullptr && ReadWholeDouble(Terminated(text), value);
 }
 
 bool COsConverter::StringToInt32(const std::string& text, int& value)
 {
-    return ReadInt32(text.c_str(), text.size(), 10, value);
+    return ReadInt32(Whole(text), 10, value);
 }
 
 bool COsConverter::StringToInt32(const char* text, int& value)
 {
-    return text != nullptr && ReadInt32(text, std::strlen(text), 10, value);
+    return text != nullptr && ReadInt32(Terminated(text), 10, value);
 }
 
 bool COsConverter::StringToInt32(const std::string& text, unsigned int radix, int& value)
 {
-    return ValidRadix(radix) && ReadInt32(text.c_str(), text.size(), radix, value);
+    return ValidRadix(radix) && ReadInt32(Whole(text), radix, value);
 }
 
 bool COsConverter::StringToInt32(const char* text, unsigned int radix, int& value)
 {
-    return ValidRadix(radix) && text != nullptr && ReadInt32(text, std::strlen(text), radix, value);
+    return ValidRadix(radix) && text != nullptr && ReadInt32(Terminated(text), radix, value);
 }
 
 bool COsConverter::StringToInt64(const std::string& text, int64_t& value)
 {
-    return ReadInt64(text.c_str(), text.size(), 10, value);
+    return ReadInt64(Whole(text), 10, value);
 }
 
 bool COsConverter::StringToInt64(const char* text, int64_t& value)
 {
-    return text != nullptr && ReadInt64(text, std::strlen(text), 10, value);
+    return text != nullptr && ReadInt64(Terminated(text), 10, value);
 }
 
 bool COsConverter::StringToInt64(const std::string& text, unsigned int radix, int64_t& value)
 {
-    return ValidRadix(radix) && ReadInt64(text.c_str(), text.size(), radix, value);
+    return ValidRadix(radix) && ReadInt64(Whole(text), radix, value);
 }
 
 bool COsConverter::StringToInt64(const char* text, unsigned int radix, int64_t& value)
 {
-    return ValidRadix(radix) && text != nullptr && ReadInt64(text, std::strlen(text), radix, value);
+    return ValidRadix(radix) && text != nullptr && ReadInt64(Terminated(text), radix, value);
 }
 
 int COsConverter::DoubleToInt32(double value, int& result)
@@ -336,29 +396,24 @@ int64_t COsConverter::HexStringToBytes(const char* text, size_t length, const ch
         return OS_ERR_NULL_ARGUMENT;
     size_t textLength = veltrane::text::BoundedLength(text, length);
     std::string_view working(text, textLength);
-    bool lengthBeyondText = length > textLength;
-    if (SeparatorLength(separator) == 0 && working.size() % 2 != 0)
+    size_t separatorLength = SeparatorLength(separator);
+    if (separatorLength == 0 && working.size() % 2 != 0)
         return OS_ERR_HEX_FORMAT;
 
-    size_t tokenCount = 0;
-    ForEachHexToken(working, separator, lengthBeyondText, [&](std::string_view) { ++tokenCount; });
-    char* bytes = new char[tokenCount + 1]();
+    // Room for as many bytes as two-character tokens with a separator between each fit in the text: the
+    // buffer is made once and filled in one pass, and a text with a bad token is refused whole anyway.
+    size_t room = (working.size() + separatorLength) / (2 + separatorLength);
+    char* bytes = new char[room + 1]();
     *result = bytes;
-
-    size_t stored = 0;
-    bool valid = true;
-    ForEachHexToken(working, separator, lengthBeyondText, [&](std::string_view token) {
-        int value = valid ? ReadHexToken(token) : -1;
-        valid = value >= 0;
-        if (valid)
-            bytes[stored++] = static_cast<char>(value);
-    });
-    if (!valid) {
+    int64_t stored = separatorLength == 0
+                         ? ReadUnbrokenPairs(working, length > textLength, bytes)
+                         : ReadSeparatedPairs(working, std::string_view(separator, separatorLength), bytes);
+    if (stored < 0) {
         delete[] bytes;
         *result = nullptr;
         return OS_ERR_HEX_FORMAT;
     }
-    return static_cast<int64_t>(tokenCount);
+    return stored;
 }
 
 int64_t COsConverter::HexStringToBytes(const std::string& text, char** result)

@@ -6,7 +6,10 @@ namespace veltrane::text {
 namespace {
 
 constexpr size_t kBlock = 16;
+constexpr size_t kBlocksPerStep = 4;
+constexpr size_t kStep = kBlock * kBlocksPerStep;
 typedef unsigned char Bytes16 __attribute__((vector_size(kBlock)));
+typedef signed char SignedBytes16 __attribute__((vector_size(kBlock)));
 
 Bytes16 LoadBlock(const char* bytes)
 {
@@ -15,18 +18,39 @@ Bytes16 LoadBlock(const char* bytes)
     return block;
 }
 
-Bytes16 FoldBlock(Bytes16 block)
+// All ones where the byte, folded to lower case, is a letter: 'a'..'z' are shifted to the bottom of the
+// signed range, so that one signed comparison finds them.
+Bytes16 LetterBytes(Bytes16 lowered)
 {
-    Bytes16 upper = (block >= 'A') & (block <= 'Z');
-    return block | (upper & 0x20);
+    SignedBytes16 shifted = reinterpret_cast<SignedBytes16>(lowered + static_cast<unsigned char>(0x80 - 'a'));
+    return reinterpret_cast<Bytes16>(shifted < static_cast<signed char>(-0x80 + 26));
 }
 
-// True when the two blocks are equal after folding and the first holds no NUL, so the comparison goes on.
-bool BlocksAgree(const char* first, const char* second)
+Bytes16 Smaller(Bytes16 first, Bytes16 second)
+{
+    return first < second ? first : second;
+}
+
+// Zero bytes where the comparison must stop: the bytes differ after folding, or the first text ends.
+// Two bytes agree when they are equal, or differ in bit 0x20 alone and are letters; the mask of that is
+// all ones where they agree, so its minimum with the first text is zero exactly there or at a NUL.
+Bytes16 AgreeBytes(const char* first, const char* second)
 {
     Bytes16 left = LoadBlock(first);
     Bytes16 right = LoadBlock(second);
-    Bytes16 stop = (FoldBlock(left) != FoldBlock(right)) | (left == 0);
+    Bytes16 difference = left ^ right;
+    Bytes16 caseOnly = reinterpret_cast<Bytes16>(difference == 0x20) & LetterBytes(left | 0x20);
+    Bytes16 agree = reinterpret_cast<Bytes16>(difference == 0) | caseOnly;
+    return Smaller(agree, left);
+}
+
+// True when a whole step of both texts agrees after folding and holds no NUL, so the comparison goes on.
+bool StepAgrees(const char* first, const char* second)
+{
+    Bytes16 agree = AgreeBytes(first, second);
+    for (size_t block = 1; block < kBlocksPerStep; ++block)
+        agree = Smaller(agree, AgreeBytes(first + block * kBlock, second + block * kBlock));
+    Bytes16 stop = reinterpret_cast<Bytes16>(agree == 0);
     uint64_t halves[2];
     std::memcpy(halves, &stop, sizeof halves);
     return (halves[0] | halves[1]) == 0;
@@ -38,8 +62,8 @@ int FoldedCompare(const char* first, const char* second, size_t count, size_t re
 {
     size_t blockEnd = readable < count ? readable : count;
     size_t index = 0;
-    while (index + kBlock <= blockEnd && BlocksAgree(first + index, second + index))
-        index += kBlock;
+    while (index + kStep <= blockEnd && StepAgrees(first + index, second + index))
+        index += kStep;
     for (; index < count; ++index) {
         unsigned char left = FoldAscii(static_cast<unsigned char>(first[index]));
         unsigned char right = FoldAscii(static_cast<unsigned char>(second[index]));

@@ -297,6 +297,9 @@ TEST(COsConverterHex, TokensMustBeTwoCharactersStartingWithADigit)
         {"GG", " ", OS_ERR_HEX_FORMAT, nullptr},
         {"Z1", " ", OS_ERR_HEX_FORMAT, nullptr},
         {"AB G1", " ", OS_ERR_HEX_FORMAT, nullptr},
+        {"AB::::CD::", "::", 2, "\xAB\xCD"},
+        {"AB:::CD", "::", OS_ERR_HEX_FORMAT, nullptr},   // ':CD' is left once '::' has been cut
+        {"1B", "B", OS_ERR_HEX_FORMAT, nullptr},         // the separator may be a digit: the token is '1'
         {"ABCD", "", 2, "\xAB\xCD"},
         {"GG", "", OS_ERR_HEX_FORMAT, nullptr},
     };

@@ -63,6 +63,15 @@ TEST(COsStringCompare, LongTextsDifferingLateAreFoundInEveryCaseMode)
     EXPECT_EQ(COsString::Compare(lower, upper, true), 'q' - 'r');
     EXPECT_EQ(COsString::Compare(lower, upper, 997, true), 0);
     EXPECT_EQ(COsString::Compare(lower, upper, 998, true), 'q' - 'r');
+    // Bytes that differ only in bit 0x20 but are not letters stay different inside a long run too.
+    std::string symbols(300, '@');
+    std::string shifted = symbols;
+    shifted[130] = '`';
+    EXPECT_EQ(COsString::Compare(symbols, shifted, true), '@' - '`');
+    std::string accents(300, '\xC1');
+    std::string otherAccents = accents;
+    otherAccents[299] = '\xE1';
+    EXPECT_EQ(COsString::Compare(accents, otherAccents, true), 0xC1 - 0xE1);
     // A NUL inside a standard string ends its text for the comparison.
     std::string withNul = lower;
     withNul[500] = '\0';

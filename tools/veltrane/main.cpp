@@ -2,6 +2,7 @@
 #include <Veltrane.h>
 
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 namespace {
@@ -27,6 +28,56 @@ void ShowBlocks()
     std::printf("  AllocBlock(block, 100)     capacity %d, length %d (never shrinks)\n", GetBufferLength(block),
                 GetBlockLength(block));
     FreeBlock(block);
+}
+
+void ShowStrings()
+{
+    Heading("Strings and conversions");
+    char label[128];
+    auto line = [&label](const std::string& value) { std::printf("  %-40s %s\n", label, value.c_str()); };
+
+    std::string tokens;
+    for (const std::string& token : COsString::Split("red,,green,blue,", ","))
+        tokens += "'" + token + "' ";
+    veltrane::snprintf(label, sizeof label, "Split(\"red,,green,blue,\", \",\")");
+    line(tokens);
+    veltrane::snprintf(label, sizeof label, "Replace(\"aaa\", \"a\", \"aa\")");
+    line("'" + COsString::Replace("aaa", "a", "aa") + "' (inserted text is not searched again)");
+    veltrane::snprintf(label, sizeof label, "TrimEnd(\"notes.TXT.txt\", \".txt\", true)");
+    line("'" + COsString::TrimEnd("notes.TXT.txt", ".txt", true) + "'");
+    veltrane::snprintf(label, sizeof label, "Compare(\"_\", \"a\", true)");
+    line(std::to_string(COsString::Compare("_", "a", true)) + " (0x5F folds below every letter)");
+
+    const char* integers[] = {"42", "1e3", "12.00000000001", "12.5"};
+    for (const char* text : integers) {
+        int value = 0;
+        bool read = COsConverter::StringToInt32(text, value);
+        veltrane::snprintf(label, sizeof label, "StringToInt32(\"%s\")", text);
+        line(read ? "true, " + std::to_string(value) : "false");
+    }
+    const double reals[] = {1234567.891, 2.0, 1e20, -0.0000001};
+    for (double value : reals) {
+        veltrane::snprintf(label, sizeof label, "DoubleToString(%.10g)", value);
+        line("'" + COsConverter::DoubleToString(value) + "'");
+    }
+
+    const unsigned char bytes[] = {0xCA, 0xFE, 0x01};
+    char* hex = nullptr;
+    int64_t hexLength = COsConverter::BytesToHexString(bytes, sizeof bytes, ":", &hex);
+    char* back = nullptr;
+    int64_t byteCount = COsConverter::HexStringToBytes(hex, static_cast<size_t>(hexLength), ":", &back);
+    bool same = byteCount == 3 && std::memcmp(back, bytes, 3) == 0;
+    veltrane::snprintf(label, sizeof label, "BytesToHexString(CA FE 01, \":\")");
+    line(std::string("'") + hex + "', back through HexStringToBytes: " + std::to_string(byteCount) + " bytes, " +
+         (same ? "the same" : "different"));
+    delete[] hex;
+    delete[] back;
+
+    const char* versions[][2] = {{"1.2.10", "1.2.9"}, {"2.0", "10.0"}, {"1.2", "1.2.0"}};
+    for (const auto& pair : versions) {
+        veltrane::snprintf(label, sizeof label, "compareversion(\"%s\", \"%s\")", pair[0], pair[1]);
+        line(std::to_string(compareversion(pair[0], pair[1])));
+    }
 }
 
 void ShowSockets()
@@ -118,6 +169,7 @@ int main()
 {
     std::printf("Veltrane demonstration\n");
     ShowBlocks();
+    ShowStrings();
     ShowGuids();
     ShowSockets();
     ShowIdentityAndPaths();

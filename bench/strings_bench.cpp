@@ -1,0 +1,227 @@
+// COsString Split, Replace, Compare and TrimEnd on a 10 MiB text, each beside the loop a user would write.
+// Each benchmark times the library and the alternative in the same iteration, alternating their order,
+// and reports library_ms, alternative_ms and ratio (library time / alternative time).
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <Veltrane.h>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr size_t kTextSize = 10u << 20;
+
+// Words of 1 to 9 letters of mixed case, separated by ',', ';', ' ' and line ends, from a fixed generator.
+const std::string& Text()
+{
+    static const std::string text = [] {
+        std::string built;
+        built.reserve(kTextSize + 16);
+        uint32_t state = 12345;
+        auto next = [&state] {
+            state = state * 1103515245u + 12345u;
+            return state >> 16;
+        };
+        const char separators[] = {',', ',', ',', ';', ' ', ' '};
+        while (built.size() < kTextSize) {
+            unsigned length = 1 + next() % 9;
+            for (unsigned i = 0; i < length; ++i) {
+                char letter = static_cast<char>('a' + next() % 26);
+                built += (next() % 4 == 0) ? static_cast<char>(letter - 32) : letter;
+            }
+            built += (next() % 16 == 0) ? '\n' : separators[next() % 6];
+        }
+        return built;
+    }();
+    return text;
+}
+
+// Times library() and alternative() once each per iteration and reports both and their ratio.
+template <typename Library, typename Alternative>
+void RunPair(benchmark::State& state, Library library, Alternative alternative)
+{
+    double librarySeconds = 0;
+    double alternativeSeconds = 0;
+    bool libraryFirst = true;
+    for (auto _ : state) {
+        for (int turn = 0; turn < 2; ++turn) {
+            bool runLibrary = (turn == 0) == libraryFirst;
+            Clock::time_point start = Clock::now();
+            if (runLibrary)
+                library();
+            else
+                alternative();
+            double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+            (runLibrary ? librarySeconds : alternativeSeconds) += seconds;
+        }
+        libraryFirst = !libraryFirst;
+    }
+    double iterations = static_cast<double>(state.iterations());
+    state.counters["library_ms"] = librarySeconds * 1000 / iterations;
+    state.counters["alternative_ms"] = alternativeSeconds * 1000 / iterations;
+    state.counters["ratio"] = librarySeconds / alternativeSeconds;
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * 2 * Text().size()));
+}
+
+void SplitWholeSeparator(benchmark::State& state)
+{
+    const std::string& text = Text();
+    RunPair(
+        state,
+        [&] {
+            std::vector<std::string> tokens = COsString::Split(text, ",");
+            benchmark::DoNotOptimize(tokens.data());
+        },
+        [&] {
+            std::vector<std::string> tokens;
+            size_t position = 0;
+            for (;;) {
+                size_t hit = text.find(',', position);
+                if (hit == std::string::npos) {
+                    tokens.push_back(text.substr(position));
+                    break;
+                }
+                tokens.push_back(text.substr(position, hit - position));
+                position = hit + 1;
+            }
+            benchmark::DoNotOptimize(tokens.data());
+        });
+}
+
+void SplitAnyByteDropEmpty(benchmark::State& state)
+{
+    const std::string& text = Text();
+    RunPair(
+        state,
+        [&] {
+            std::vector<std::string> tokens = COsString::Split(text, ",; \n", true, false);
+            benchmark::DoNotOptimize(tokens.data());
+        },
+        [&] {
+            std::vector<std::string> tokens;
+            size_t position = 0;
+            for (;;) {
+                size_t hit = text.find_first_of(",; \n", position);
+                size_t end = hit == std::string::npos ? text.size() : hit;
+                if (end > position)
+                    tokens.push_back(text.substr(position, end - position));
+                if (hit == std::string::npos)
+                    break;
+                position = hit + 1;
+            }
+            benchmark::DoNotOptimize(tokens.data());
+        });
+}
+
+void Replace(benchmark::State& state)
+{
+    const std::string& text = Text();
+    const std::string pattern = "ab";
+    const std::string replacement = "<AB>";
+    RunPair(
+        state,
+        [&] {
+            std::string replaced = COsString::Replace(text, pattern, replacement);
+            benchmark::DoNotOptimize(replaced.data());
+        },
+        [&] {
+            std::string replaced;
+            replaced.reserve(text.size());
+            size_t position = 0;
+            for (size_t hit = text.find(pattern); hit != std::string::npos; hit = text.find(pattern, position)) {
+                replaced.append(text, position, hit - position);
+                replaced += replacement;
+                position = hit + pattern.size();
+            }
+            replaced.append(text, position, std::string::npos);
+            benchmark::DoNotOptimize(replaced.data());
+        });
+}
+
+void CompareExact(benchmark::State& state)
+{
+    const std::string& text = Text();
+    std::string other = text;
+    other.back() = '!';
+    RunPair(
+        state, [&] { benchmark::DoNotOptimize(COsString::Compare(text, other, false)); },
+        [&] { benchmark::DoNotOptimize(std::strcmp(text.c_str(), other.c_str())); });
+}
+
+void CompareIgnoringCase(benchmark::State& state)
+{
+    const std::string& text = Text();
+    std::string other = COsString::ToUpper(text);
+    other.back() = '!';
+    RunPair(
+        state, [&] { benchmark::DoNotOptimize(COsString::Compare(text, other, true)); },
+        [&] { benchmark::DoNotOptimize(strcasecmp(text.c_str(), other.c_str())); });
+}
+
+// Half of the text is a run of the pattern, to be cut one unit at a time.
+const std::string& TextEndingInPatterns()
+{
+    static const std::string text = [] {
+        std::string built = Text().substr(0, kTextSize / 2);
+        built += "x";
+        while (built.size() < kTextSize)
+            built += "aB";
+        return built;
+    }();
+    return text;
+}
+
+void TrimEndExact(benchmark::State& state)
+{
+    const std::string& text = TextEndingInPatterns();
+    const std::string pattern = "aB";
+    RunPair(
+        state,
+        [&] {
+            std::string trimmed = COsString::TrimEnd(text, pattern);
+            benchmark::DoNotOptimize(trimmed.data());
+        },
+        [&] {
+            size_t end = text.size();
+            while (end >= pattern.size() && text.compare(end - pattern.size(), pattern.size(), pattern) == 0)
+                end -= pattern.size();
+            std::string trimmed = text.substr(0, end);
+            benchmark::DoNotOptimize(trimmed.data());
+        });
+}
+
+void TrimEndIgnoringCase(benchmark::State& state)
+{
+    const std::string& text = TextEndingInPatterns();
+    const std::string pattern = "Ab";
+    RunPair(
+        state,
+        [&] {
+            std::string trimmed = COsString::TrimEnd(text, pattern, true);
+            benchmark::DoNotOptimize(trimmed.data());
+        },
+        [&] {
+            size_t end = text.size();
+            while (end >= pattern.size() && strncasecmp(text.data() + end - pattern.size(), pattern.c_str(), pattern.size()) == 0)
+                end -= pattern.size();
+            std::string trimmed = text.substr(0, end);
+            benchmark::DoNotOptimize(trimmed.data());
+        });
+}
+
+}  // namespace
+
+BENCHMARK(SplitWholeSeparator)->Unit(benchmark::kMillisecond);
+BENCHMARK(SplitAnyByteDropEmpty)->Unit(benchmark::kMillisecond);
+BENCHMARK(Replace)->Unit(benchmark::kMillisecond);
+BENCHMARK(CompareExact)->Unit(benchmark::kMillisecond);
+BENCHMARK(CompareIgnoringCase)->Unit(benchmark::kMillisecond);
+BENCHMARK(TrimEndExact)->Unit(benchmark::kMillisecond);
+BENCHMARK(TrimEndIgnoringCase)->Unit(benchmark::kMillisecond);
+
+BENCHMARK_MAIN();
