@@ -319,6 +319,10 @@ bool COsSocket::Bind(const std::string& strHost, unsigned short nPort)
             return false;
         }
     }
+    // A stream socket may take a port whose earlier connections still linger in TIME_WAIT, as on
+    // Windows, so a restarted server gets its port back at once. Two listeners on one port stay refused.
+    if (m_eType == eSocketTypeTcp)
+        platform::SocketSetReuseAddress(handle, true);
     if (!platform::SocketBind(handle, address, nPort)) {
         TranslateSocketError();
         return false;

@@ -215,6 +215,33 @@ TEST_F(COsSocketTcp, BindNamesAndLocalAddresses)
     }
 }
 
+TEST_F(COsSocketTcp, RestartedServerGetsItsPortBackButNeverShared)
+{
+    unsigned short port = 0;
+    {
+        Listener first;
+        port = first.port;
+        SocketHolder client;
+        ASSERT_TRUE(client->Create(eSocketTypeTcp, 0, 0));
+        ASSERT_TRUE(client->Connect("127.0.0.1", port));
+        SocketHolder server;
+        ASSERT_TRUE(first.socket->Accept(server.get(), nullptr, 0, nullptr));
+        server->ShutDown();  // the server closes first, so its end of the connection lingers
+        char byte;
+        EXPECT_EQ(0, client->Receive(&byte, 1, 0));
+    }
+    SocketHolder restarted;
+    ASSERT_TRUE(restarted->Create(eSocketTypeTcp, 0, 0));
+    EXPECT_TRUE(restarted->Bind("127.0.0.1", port));
+    ASSERT_TRUE(restarted->Listen());
+
+    SocketHolder second;
+    ASSERT_TRUE(second->Create(eSocketTypeTcp, 0, 0));
+    EXPECT_FALSE(second->Bind("127.0.0.1", port));
+    EXPECT_EQ(eSocketErrorAddressInUse, second->GetSocketError());
+    EXPECT_EQ(10048, second->GetOriginSocketError());
+}
+
 TEST_F(COsSocketTcp, ListenOnDatagramSocketFailsWithoutRecording)
 {
     SocketHolder socket;
