@@ -355,6 +355,16 @@ TEST_F(COsSocketTcp, NonBlockingConnectCompletesThroughIsReady)
     char text[4] = {};
     EXPECT_EQ(3, server->ReceiveWithTimeout(text, 3, 2000, 0));
     EXPECT_STREQ("abc", text);
+
+    // On a non-blocking socket Receive does not come back with would-block: it waits for the data.
+    char reply[4] = {};
+    int received = -2;
+    std::thread reader([&] { received = client->Receive(reply, 3, 0); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(3, server->Send("xyz", 3));
+    reader.join();
+    EXPECT_EQ(3, received);
+    EXPECT_STREQ("xyz", reply);
 }
 
 TEST_F(COsSocketTcp, PeerThatWentAwayGivesFailuresNotSignals)
