@@ -6,7 +6,7 @@ namespace veltrane::text {
 namespace {
 
 constexpr size_t kBlock = 16;
-constexpr size_t kBlocksPerStep = 4;
+constexpr size_t kBlocksPerStep = 8;
 constexpr size_t kStep = kBlock * kBlocksPerStep;
 typedef unsigned char Bytes16 __attribute__((vector_size(kBlock)));
 typedef signed char SignedBytes16 __attribute__((vector_size(kBlock)));
@@ -31,26 +31,22 @@ Bytes16 Smaller(Bytes16 first, Bytes16 second)
     return first < second ? first : second;
 }
 
-// Zero bytes where the comparison must stop: the bytes differ after folding, or the first text ends.
-// Two bytes agree when they are equal, or differ in bit 0x20 alone and are letters; the mask of that is
-// all ones where they agree, so its minimum with the first text is zero exactly there or at a NUL.
-Bytes16 AgreeBytes(const char* first, const char* second)
-{
-    Bytes16 left = LoadBlock(first);
-    Bytes16 right = LoadBlock(second);
-    Bytes16 difference = left ^ right;
-    Bytes16 caseOnly = reinterpret_cast<Bytes16>(difference == 0x20) & LetterBytes(left | 0x20);
-    Bytes16 agree = reinterpret_cast<Bytes16>(difference == 0) | caseOnly;
-    return Smaller(agree, left);
-}
-
-// True when a whole step of both texts agrees after folding and holds no NUL, so the comparison goes on.
+// True when a whole step of both texts agrees after folding and the first holds no NUL, so the
+// comparison goes on. Two bytes agree when they are equal, or differ in bit 0x20 alone and are letters:
+// the bits in which they differ, less bit 0x20 where the first is a letter, must be none. The smallest
+// byte of the first text tells whether a NUL came by.
 bool StepAgrees(const char* first, const char* second)
 {
-    Bytes16 agree = AgreeBytes(first, second);
-    for (size_t block = 1; block < kBlocksPerStep; ++block)
-        agree = Smaller(agree, AgreeBytes(first + block * kBlock, second + block * kBlock));
-    Bytes16 stop = reinterpret_cast<Bytes16>(agree == 0);
+    Bytes16 mismatches = {};
+    Bytes16 smallest = LoadBlock(first);
+    for (size_t block = 0; block < kBlocksPerStep; ++block) {
+        Bytes16 left = LoadBlock(first + block * kBlock);
+        Bytes16 right = LoadBlock(second + block * kBlock);
+        Bytes16 caseBit = LetterBytes(left | 0x20) & 0x20;
+        mismatches |= (left ^ right) & ~caseBit;
+        smallest = Smaller(smallest, left);
+    }
+    Bytes16 stop = mismatches | reinterpret_cast<Bytes16>(smallest == 0);
     uint64_t halves[2];
     std::memcpy(halves, &stop, sizeof halves);
     return (halves[0] | halves[1]) == 0;

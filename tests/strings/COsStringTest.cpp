@@ -1,6 +1,7 @@
 // COsString: comparison orders, bounded copies, replace, repeated-pattern trims, case change and split.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -77,6 +78,50 @@ TEST(COsStringCompare, LongTextsDifferingLateAreFoundInEveryCaseMode)
     withNul[500] = '\0';
     EXPECT_GT(COsString::Compare(lower, withNul, true), 0);
     EXPECT_EQ(COsString::Compare(withNul, lower.substr(0, 500), false), 0);
+}
+
+namespace {
+
+// The case-blind order byte by byte: ASCII letters folded to lower case, the first differing pair decides.
+int FoldedOrder(const std::string& first, const std::string& second)
+{
+    for (size_t index = 0;; ++index) {
+        int left = static_cast<unsigned char>(first.c_str()[index]);
+        int right = static_cast<unsigned char>(second.c_str()[index]);
+        left = (left >= 'A' && left <= 'Z') ? left + 32 : left;
+        right = (right >= 'A' && right <= 'Z') ? right + 32 : right;
+        if (left != right || left == 0)
+            return left - right;
+    }
+}
+
+}  // namespace
+
+TEST(COsStringCompare, IgnoringCaseAgreesWithTheByteOrderOnRandomTexts)
+{
+    // Bytes chosen to sit on every edge of the fold: letters of both cases around 'A'/'Z'/'a'/'z', their
+    // neighbours that differ from them in bit 0x20 only, a space, a NUL and bytes above 0x7F.
+    const char alphabet[] = {'a', 'A', 'z', 'Z', '@', '`', '[', '{', '_', ' ', '\0', '\xC1', '\xE1', 'm', 'M'};
+    uint32_t state = 2024;
+    auto next = [&state] {
+        state = state * 1664525u + 1013904223u;
+        return state >> 8;
+    };
+    for (int round = 0; round < 2000; ++round) {
+        size_t length = next() % 150;
+        std::string first(length, 'a');
+        for (char& byte : first)
+            byte = (next() % 4 == 0) ? alphabet[next() % sizeof alphabet] : static_cast<char>('a' + next() % 3);
+        std::string second = first;
+        // Mostly case changes, sometimes one real difference, at any place of the text.
+        for (char& byte : second)
+            if (byte >= 'a' && byte <= 'z' && next() % 2 == 0)
+                byte = static_cast<char>(byte - 32);
+        if (length > 0 && next() % 2 == 0)
+            second[next() % length] = alphabet[next() % sizeof alphabet];
+        ASSERT_EQ(COsString::Compare(first, second, true), FoldedOrder(first, second)) << "round " << round;
+        ASSERT_EQ(COsString::Compare(first.c_str(), second.c_str(), true), FoldedOrder(first, second));
+    }
 }
 
 TEST(COsStringCompare, CountLimitsTheBytesCompared)
