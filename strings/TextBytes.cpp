@@ -73,8 +73,7 @@ int FoldedCompare(const char* first, const char* second, size_t count, size_t re
 
 int ExactCompare(const char* first, const char* second, size_t count)
 {
-    // strcmp where there is no bound: the bounded search gains nothing and some hosts' strncmp
-    // mishandles a count that reaches the end of the address space.
+    // strcmp where there is no bound, so that no count reaching the end of the address space is handed on.
     int difference = count == SIZE_MAX ? std::strcmp(first, second) : std::strncmp(first, second, count);
     return difference < 0 ? -1 : (difference > 0 ? 1 : 0);
 }
