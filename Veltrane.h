@@ -5,6 +5,8 @@
 #include "core/WindowsTypes.h"
 #include "core/Blocks.h"
 #include "core/CMonitoredSection.h"
+#include "core/COsThread.h"
+#include "core/COsThreadTpl.h"
 #include "core/CVeltrane.h"
 
 #include "strings/COsContainer.h"

@@ -163,6 +163,40 @@ void ShowIdentityAndPaths()
     CVeltrane::FreeInstance();
 }
 
+void CountOneRun(void** ppArgs)
+{
+    int* counter = static_cast<int*>(ppArgs[0]);
+    ++*counter;
+}
+
+void WaitForever()
+{
+    for (;;)
+        COsThread::Sleep(5);
+}
+
+void ShowThreads()
+{
+    Heading("Threads");
+    int counter = 0;
+    void* args[] = {&counter};
+    COsThread* thread = COsThread::CreateThread(&CountOneRun);
+    thread->SetPriority(PRIORITY_BELOW_NORMAL);
+    thread->Start(args);
+    bool ended = thread->Finish(1000);
+    std::printf("  Start(args) + Finish(1000)  ended by itself: %s, counter %d, exit code %llu\n", ended ? "yes" : "no",
+                counter, static_cast<unsigned long long>(thread->GetExitCode()));
+    std::printf("  Start again after Finish    %s\n", thread->Start(args) && thread->Finish(1000) ? "ran" : "failed");
+    std::printf("  counter now                 %d\n", counter);
+    COsThread::FreeThread(&thread);
+
+    COsThread* stuck = COsThread::CreateThread(&WaitForever);
+    stuck->Start();
+    ended = stuck->Finish(50);
+    std::printf("  Finish(50) on a busy thread ended by itself: %s (forced)\n", ended ? "yes" : "no");
+    COsThread::FreeThread(&stuck);
+}
+
 }  // namespace
 
 int main()
@@ -171,6 +205,7 @@ int main()
     ShowBlocks();
     ShowStrings();
     ShowGuids();
+    ShowThreads();
     ShowSockets();
     ShowIdentityAndPaths();
     return 0;

@@ -1,0 +1,118 @@
+// COsThread: a thread object that runs a callback, optionally with an argument and a close callback.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "core/CMonitoredSection.h"
+#include "core/Types.h"
+#include "core/WindowsTypes.h"
+
+// Thread priorities from highest to lowest.
+enum EThreadPriority
+{
+    PRIORITY_TIME_CRITICAL = 0,
+    PRIORITY_HIGHEST = 1,
+    PRIORITY_ABOVE_NORMAL = 2,
+    PRIORITY_NORMAL = 3,
+    PRIORITY_BELOW_NORMAL = 4,
+    PRIORITY_LOWEST = 5,
+    PRIORITY_LOWEST_EXTENDED = 6,
+    PRIORITY_IDLE = 7,
+};
+
+typedef void (*PFN_THREAD_RUN)();
+typedef void (*PFN_THREAD_CLOSE)();
+typedef void (*PFN_THREAD_RUN_ARGS)(void** ppArgs);
+
+class VELTRANE_API COsThread
+{
+public:
+    // A new thread object, not started; null only if the allocation gave null.
+    static COsThread* CreateThread(PFN_THREAD_RUN pfnRun);
+    static COsThread* CreateThread(PFN_THREAD_RUN pfnRun, PFN_THREAD_CLOSE pfnClose);
+    static COsThread* CreateThread(PFN_THREAD_RUN_ARGS pfnRunArgs);
+    static COsThread* CreateThread(PFN_THREAD_RUN_ARGS pfnRunArgs, PFN_THREAD_CLOSE pfnClose);
+    // Destroys *ppThread through the virtual destructor and sets it to null; null does nothing.
+    static void FreeThread(COsThread** ppThread);
+    static void Sleep(uint32_t milliseconds);
+    static int64_t GetCurrentThreadId();
+
+    // True when a run is under way or a new one was started.
+    bool Start();
+    // Stores the argument of the next run, then starts.
+    bool Start(void** ppArgs);
+    // Waits up to `time` ms for the run to end, then ends it by force; true when it ended by itself.
+    bool Finish(uint32_t time);
+    bool IsRunning();
+    uint64_t GetExitCode();
+    void SetPriority(EThreadPriority ePriority);
+    EThreadPriority GetPriority();
+
+    // A thread object owns a live thread and a live lock: it is never copied.
+    COsThread(const COsThread&) = delete;
+    COsThread& operator=(const COsThread&) = delete;
+
+    virtual ~COsThread();
+
+protected:
+    COsThread();
+    explicit COsThread(PFN_THREAD_RUN pfnRun);
+    explicit COsThread(PFN_THREAD_RUN_ARGS pfnRunArgs);
+    COsThread(PFN_THREAD_RUN pfnRun, PFN_THREAD_CLOSE pfnClose);
+    COsThread(PFN_THREAD_RUN_ARGS pfnRunArgs, PFN_THREAD_CLOSE pfnClose);
+
+    void Init();
+    void Enter();
+    // One attempt, then one more every 1 ms, at most `time` more attempts.
+    bool TryEnter(uint32_t time);
+    void Leave();
+    // Ends a resident worker; does nothing on any other object.
+    void ShutDown();
+    // What a destructor does before the object's parts go: ends a resident worker, then Finish(100). A subclass
+    // that overrides Run or OnClose calls it from its own destructor, so the thread never runs into a
+    // half-destroyed object.
+    void EndBeforeDestruction();
+
+    virtual void OnClose();
+    virtual uint32_t Run();
+
+    static uint32_t ThreadFunction(COsThread* pThread);
+    static int ExceptionFilter(COsThread* pThread, _EXCEPTION_POINTERS* pExceptionPointers);
+
+    uint32_t m_nThreadId;
+    HANDLE m_hThread;
+    CMonitoredSection m_Section;
+    _EXCEPTION_POINTERS* m_pExceptionPointers;
+    // Flags polled by the controlling thread and the worker alike, hence atomic.
+    std::atomic<bool> m_bClosing;
+    std::atomic<bool> m_bStop;
+    char m_szName[80];
+    std::atomic<uint64_t> m_nExitCode;
+    EThreadPriority m_ePriority;
+    void** m_ppArgs;
+    bool m_bHasArgs;
+    std::atomic<bool> m_bResident;
+    std::atomic<bool> m_bRunning;
+    PFN_THREAD_RUN m_pfnRun;
+    PFN_THREAD_CLOSE m_pfnClose;
+    PFN_THREAD_RUN_ARGS m_pfnRunArgs;
+
+private:
+    // The hand-over at the resident gate: the controller opens it, the worker marks that it passed, the
+    // controller closes it again. A run too quick to be seen by polling m_bRunning is still seen, and it
+    // cannot slip through a second time before the gate closes.
+    enum { kGateClosed, kGateOpen, kGatePassed };
+    std::atomic<int> m_nGate;
+
+    static int Prio2MSPrio(EThreadPriority ePriority);
+    static EThreadPriority MSPrio2Prio(int nPriority);
+
+    static uint32_t ThreadEntry(void* pThread);
+    // Steps of one run: Run, then OnClose with m_bClosing set; leaves m_bRunning to the caller.
+    uint32_t RunOnce();
+    void ForceEnd();
+    void WaitUntilGateClosed();
+    void CloseThreadHandle();
+    bool ThreadHasEnded();
+};

@@ -1,0 +1,44 @@
+// Threads the library needs from the host: suspended creation, exit codes, forced end and priorities.
+#pragma once
+
+#include <cstdint>
+
+namespace platform {
+
+// A host thread as the library sees it; the library holds it through an opaque pointer.
+struct ThreadHandle;
+
+typedef uint32_t (*ThreadEntry)(void* argument);
+
+// The exit code that a thread reports while it is still active.
+constexpr uint32_t kStillActive = 259;
+// What GetThreadPriority gives when the host could not tell.
+constexpr int kThreadPriorityErrorReturn = 0x7fffffff;
+
+// Creates a thread that waits, before calling `entry(argument)`, until ResumeThread; stores its id in
+// `threadId` and returns its handle, or null when the host refused.
+ThreadHandle* CreateSuspendedThread(ThreadEntry entry, void* argument, uint32_t* threadId);
+// Lets a suspended thread go on into its entry.
+void ResumeThread(ThreadHandle* handle);
+// kStillActive while the thread runs; afterwards what its entry returned, or the code of a forced end.
+uint32_t GetExitCodeThread(ThreadHandle* handle);
+// Ends the thread by force with `exitCode` and waits, for a bounded time, until it has unwound, so that
+// nothing it was running touches memory afterwards. True when the thread has ended.
+// Host notes: POSIX cancels the thread, which takes effect at its next cancellation point (a sleep, a wait,
+// a read) and unwinds its stack with a forced exception.
+bool TerminateThread(ThreadHandle* handle, uint32_t exitCode);
+// Gives the handle up; the thread, if it still runs, goes on to its end and then releases itself.
+void CloseThreadHandle(ThreadHandle* handle);
+// Sets the thread's priority on the Windows scale (15, 2, 1, 0, -1, -2, -14, -15); false when refused.
+// Host notes: POSIX maps the levels to the thread's nice value (-20, -10, -5, 0, 5, 10, 15, 19); an
+// unprivileged process may raise a nice value but never lower it.
+bool SetThreadPriority(ThreadHandle* handle, int priority);
+// The thread's priority on the Windows scale, or kThreadPriorityErrorReturn when the host could not tell
+// or its level is none of the scale's.
+int GetThreadPriority(ThreadHandle* handle);
+// Switches the host's dynamic priority boost for the thread on or off, where the host has one.
+void SetThreadPriorityBoost(ThreadHandle* handle, bool disable);
+// The calling thread's id, as the kernel numbers threads.
+uint32_t GetCurrentThreadId();
+
+}  // namespace platform
