@@ -21,6 +21,8 @@
 
 #include "network/COsSocket.h"
 
+#include "logging/COsLog.h"
+
 #include "identity/COsGuid.h"
 #include "identity/COsLibrary.h"
 #include "identity/COsSystem.h"

@@ -1,0 +1,299 @@
+// COsLog: the hub thread, the message queue, the port file and the send loop with its heartbeat.
+#include "logging/COsLog.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+#include "logging/COsLogRecv.h"
+#include "network/COsSocket.h"
+
+// The library's statics come up in this order: the hub's singleton section, the receiver's section, the
+// filter list with its section.
+COsLog* COsLog::s_OsLog = nullptr;
+CMonitoredSection COsLog::s_MonitoredSection;
+int COsLog::s_LogOutputPort = -1;
+COsLogRecv* s_LogRecv = nullptr;
+CMonitoredSection s_LogRecvSection;
+std::vector<std::string> s_LogFilters;
+CMonitoredSection s_LogFilterSection;
+
+namespace {
+
+constexpr int kDefaultBasePort = 61234;
+constexpr int kHighestBasePort = 65525;
+constexpr int kPortsTried = 10;
+constexpr unsigned int kListenReceiveBufferSize = 0x6400000;
+constexpr char kPortFileName[] = "LogOutputPort.txt";
+constexpr char kHeartbeat[] = "\x07";
+constexpr uint32_t kSendPauseMilliseconds = 10;
+constexpr int kIdlePollsBeforeHeartbeat = 300;
+// A viewer that stops reading holds a send at most this long; then it counts as gone, so that neither
+// the hub nor FreeInstance can be held by it.
+constexpr unsigned int kSendLimitMilliseconds = 500;
+constexpr uint32_t kReceiverPollMilliseconds = 1;
+
+class SectionLock
+{
+public:
+    explicit SectionLock(CMonitoredSection& section) : m_section(section) { m_section.Enter(); }
+    ~SectionLock() { m_section.Leave(); }
+    SectionLock(const SectionLock&) = delete;
+    SectionLock& operator=(const SectionLock&) = delete;
+
+private:
+    CMonitoredSection& m_section;
+};
+
+// The base port from the port file, or the default when the file is missing, unreadable or out of range.
+int ReadBasePort()
+{
+    int basePort = kDefaultBasePort;
+    FILE* file = std::fopen(kPortFileName, "rb");
+    if (file != nullptr) {
+        if (std::fseek(file, 0, SEEK_END) == 0) {
+            long size = std::ftell(file);
+            if (size >= 0 && std::fseek(file, 0, SEEK_SET) == 0) {
+                std::vector<char> text(static_cast<size_t>(size) + 1, '\0');
+                if (std::fread(text.data(), 1, static_cast<size_t>(size), file) == static_cast<size_t>(size))
+                    basePort = std::atoi(text.data());
+            }
+        }
+        std::fclose(file);
+    }
+    if (basePort < 1 || basePort > kHighestBasePort)
+        basePort = kDefaultBasePort;
+    return basePort;
+}
+
+}  // namespace
+
+COsLog* COsLog::GetInstance()
+{
+    SectionLock lock(s_MonitoredSection);
+    if (s_OsLog == nullptr)
+        s_OsLog = new COsLog();
+    return s_OsLog;
+}
+
+void COsLog::FreeInstance()
+{
+    SectionLock lock(s_MonitoredSection);
+    if (s_OsLog == nullptr)
+        return;
+    delete s_OsLog;
+    s_OsLog = nullptr;
+}
+
+int COsLog::GetLogOutputPort()
+{
+    return __atomic_load_n(&s_LogOutputPort, __ATOMIC_ACQUIRE);
+}
+
+COsLog::COsLog()
+    : m_pListenSocket(COsSocket::CreateInstance()), m_bRunning(false), m_bConnected(false),
+      m_pLogMsgs(new std::deque<std::string>()), m_pThread(nullptr)
+{
+}
+
+COsLog::~COsLog()
+{
+    m_bRunning = false;
+    // Closing the listening socket makes a waiting Accept fail, so the hub thread sees the end.
+    if (m_pListenSocket != nullptr)
+        m_pListenSocket->ShutDown();
+    if (m_pThread != nullptr) {
+        while (m_pThread->IsRunning())
+            COsThread::Sleep(10);
+        m_pThread->Finish(10);
+        delete m_pThread;
+        m_pThread = nullptr;
+    }
+    COsSocket::FreeInstance(&m_pListenSocket);
+    delete m_pLogMsgs;
+    m_pLogMsgs = nullptr;
+    s_OsLog = nullptr;
+}
+
+int COsLog::Start()
+{
+    if (m_bRunning)
+        return 0;
+    int basePort = ReadBasePort();
+    if (m_pListenSocket == nullptr || !m_pListenSocket->Create(eSocketTypeTcp, kListenReceiveBufferSize, 0))
+        return OS_ERR_NETWORK;
+    int boundPort = -1;
+    for (int port = basePort; port < basePort + kPortsTried; ++port) {
+        if (m_pListenSocket->Bind("localhost", static_cast<unsigned short>(port))) {
+            boundPort = port;
+            break;
+        }
+    }
+    if (boundPort < 0)
+        return OS_ERR_NETWORK;
+    __atomic_store_n(&s_LogOutputPort, boundPort, __ATOMIC_RELEASE);
+    if (!m_pListenSocket->Listen() || !m_pListenSocket->SetBlocking(true))
+        return OS_ERR_NETWORK;
+
+    m_bRunning = true;
+    if (m_pThread == nullptr)
+        m_pThread = COsThreadTpl<COsLog>::CreateThread(this, &COsLog::Run);
+    if (m_pThread == nullptr || !m_pThread->Start())
+        m_bRunning = false;
+    return 0;
+}
+
+bool COsLog::IsRunning() const
+{
+    return m_bRunning;
+}
+
+void COsLog::LogMsgPush(const char* text)
+{
+    SectionLock lock(m_MsgSection);
+    if (m_bConnected && text != nullptr)
+        m_pLogMsgs->emplace_back(text);
+}
+
+void COsLog::WriteLogToPort(const char* text)
+{
+    LogMsgPush(text);
+}
+
+std::string COsLog::LogMsgPoll()
+{
+    SectionLock lock(m_MsgSection);
+    if (m_pLogMsgs->empty())
+        return std::string();
+    std::string message = std::move(m_pLogMsgs->front());
+    m_pLogMsgs->pop_front();
+    return message;
+}
+
+bool COsLog::IsLogMsgEmpty()
+{
+    SectionLock lock(m_MsgSection);
+    return m_pLogMsgs->empty();
+}
+
+void COsLog::Run()
+{
+    while (m_bRunning) {
+        COsSocket* client = COsSocket::CreateInstance();
+        m_bConnected = false;
+        if (client != nullptr && m_pListenSocket->Accept(client, nullptr, 0, nullptr)) {
+            m_bConnected = true;
+            ServeViewer(client);
+        }
+        COsSocket::FreeInstance(&client);
+    }
+}
+
+void COsLog::ServeViewer(COsSocket* client)
+{
+    {
+        SectionLock lock(s_LogFilterSection);
+        s_LogFilters.clear();
+    }
+    StartReceiver(client);
+
+    while (m_bRunning) {
+        std::string message = LogMsgPoll();
+        if (message.empty()) {
+            message = kHeartbeat;  // the heartbeat is never filtered
+        } else if (!PassesFilters(message)) {
+            continue;
+        }
+        if (!SendToViewer(client, message) || !PauseAfterSend() || !WaitForMessage())
+            break;
+    }
+
+    {
+        SectionLock lock(m_MsgSection);
+        m_pLogMsgs->clear();
+    }
+    EndReceiver(client);
+}
+
+// The pause after each send, which keeps a viewer at about 100 messages a second, looked through in
+// 1 ms steps so that a viewer gone meanwhile ends the connection at once; false in that case.
+bool COsLog::PauseAfterSend()
+{
+    for (uint32_t waited = 0; waited < kSendPauseMilliseconds; ++waited) {
+        if (!m_bRunning || !ViewerStillThere())
+            return false;
+        COsThread::Sleep(1);
+    }
+    return true;
+}
+
+// Waits until a message is queued or a heartbeat is due; false when the hub ends or the viewer is gone.
+bool COsLog::WaitForMessage()
+{
+    for (int poll = 0; poll < kIdlePollsBeforeHeartbeat && IsLogMsgEmpty(); ++poll) {
+        if (!m_bRunning || !ViewerStillThere())
+            return false;
+        COsThread::Sleep(kSendPauseMilliseconds);
+    }
+    return m_bRunning && ViewerStillThere();
+}
+
+bool COsLog::ViewerStillThere()
+{
+    // Only this thread makes and ends the receiver, so it reads the pointer without the section.
+    return s_LogRecv == nullptr || !s_LogRecv->m_bPeerGone;
+}
+
+bool COsLog::PassesFilters(const std::string& message)
+{
+    SectionLock lock(s_LogFilterSection);
+    if (s_LogFilters.empty())
+        return true;
+    for (const std::string& filter : s_LogFilters) {
+        if (message.find(filter) != std::string::npos)
+            return true;
+    }
+    return false;
+}
+
+bool COsLog::SendToViewer(COsSocket* client, const std::string& message)
+{
+    // A message only partly sent within the limit would leave the stream cut, so it ends the connection.
+    unsigned int length = static_cast<unsigned int>(message.size());
+    return client->SendWithTimeout(message.data(), length, kSendLimitMilliseconds, 0) == static_cast<int>(length);
+}
+
+void COsLog::StartReceiver(COsSocket* client)
+{
+    SectionLock lock(s_LogRecvSection);
+    if (s_LogRecv == nullptr)
+        s_LogRecv = new COsLogRecv(client);
+    if (!s_LogRecv->m_bRunning) {
+        s_LogRecv->m_bRunning = true;
+        if (s_LogRecv->m_pThread == nullptr)
+            s_LogRecv->m_pThread = COsThreadTpl<COsLogRecv>::CreateThread(s_LogRecv, &COsLogRecv::Run);
+        if (s_LogRecv->m_pThread == nullptr || !s_LogRecv->m_pThread->Start())
+            s_LogRecv->m_bRunning = false;  // the connection goes on; filter words go unread
+    }
+}
+
+void COsLog::EndReceiver(COsSocket* client)
+{
+    SectionLock lock(s_LogRecvSection);
+    if (s_LogRecv == nullptr)
+        return;
+    s_LogRecv->m_bRunning = false;
+    if (s_LogRecv->m_pThread != nullptr) {
+        // Shutting the connection down wakes a receiver that waits for words, so its 10 s wait is never
+        // waited out; one that saw the viewer go has ended already.
+        if (s_LogRecv->m_pThread->IsRunning())
+            client->ShutDown();
+        while (s_LogRecv->m_pThread->IsRunning())
+            COsThread::Sleep(kReceiverPollMilliseconds);
+        s_LogRecv->m_pThread->Finish(10);
+        delete s_LogRecv->m_pThread;
+        s_LogRecv->m_pThread = nullptr;
+    }
+    delete s_LogRecv;
+    s_LogRecv = nullptr;
+}
