@@ -150,9 +150,15 @@ bool COsLog::IsRunning() const
 
 void COsLog::LogMsgPush(const char* text)
 {
+    // Without a viewer the text is dropped without a copy; the flag is looked at again inside the section,
+    // which decides. The copy is made before the section is taken, so producers and the hub thread wait on
+    // each other only for the append itself.
+    if (text == nullptr || !m_bConnected)
+        return;
+    std::string message(text);
     SectionLock lock(m_MsgSection);
-    if (m_bConnected && text != nullptr)
-        m_pLogMsgs->emplace_back(text);
+    if (m_bConnected)
+        m_pLogMsgs->push_back(std::move(message));
 }
 
 void COsLog::WriteLogToPort(const char* text)

@@ -197,6 +197,37 @@ void ShowThreads()
     COsThread::FreeThread(&stuck);
 }
 
+void ShowLogHub()
+{
+    Heading("Log hub");
+    COsLog* hub = COsLog::GetInstance();
+    std::printf("  GetLogOutputPort() before Start  %d\n", COsLog::GetLogOutputPort());
+    int status = hub->Start();
+    std::printf("  Start()                          %d, listening on port %d\n", status, COsLog::GetLogOutputPort());
+
+    // A viewer of our own, so that the pushed messages have somewhere to go.
+    COsSocket* viewer = COsSocket::CreateInstance();
+    viewer->Create(eSocketTypeTcp, 0, 0);
+    viewer->Connect("127.0.0.1", static_cast<unsigned short>(COsLog::GetLogOutputPort()));
+    char heartbeat = 0;
+    viewer->ReceiveWithTimeout(&heartbeat, 1, 3000, 0);
+    std::printf("  a viewer connects, first byte    0x%02X (the heartbeat)\n", static_cast<unsigned char>(heartbeat));
+    hub->LogMsgPush("first message\r\n");
+    hub->LogMsgPush("second message\r\n");
+    std::string received;
+    char chunk[256];
+    for (int attempt = 0; attempt < 20 && received.size() < 31; ++attempt) {
+        int count = viewer->ReceiveWithTimeout(chunk, sizeof(chunk), 100, 0);
+        if (count > 0)
+            received.append(chunk, static_cast<size_t>(count));
+    }
+    std::printf("  the viewer received              %zu bytes: \"first message\\r\\nsecond message\\r\\n\" %s\n",
+                received.size(), received == "first message\r\nsecond message\r\n" ? "exactly" : "NOT as pushed");
+    COsLog::FreeInstance();
+    std::printf("  FreeInstance()                   done, the hub and its threads are gone\n");
+    COsSocket::FreeInstance(&viewer);
+}
+
 }  // namespace
 
 int main()
@@ -206,6 +237,7 @@ int main()
     ShowStrings();
     ShowGuids();
     ShowThreads();
+    ShowLogHub();
     ShowSockets();
     ShowIdentityAndPaths();
     return 0;
