@@ -57,6 +57,44 @@ TEST_F(LogHubTest, TakenBasePortMovesToTheNextOneAndStartTwiceOpensNothingNew)
     COsSocket::FreeInstance(&squatter);
 }
 
+TEST_F(LogHubTest, AllTenPortsTakenFailsWithNetworkAndStartCanBeTriedAgain)
+{
+    int previousPort = COsLog::GetLogOutputPort();
+    COsSocket* squatters[10] = {};
+    int base = 0;
+    // Find ten free ports in a row, from the fixture's random base on.
+    for (int candidate = m_basePort; candidate < m_basePort + 200 && base == 0; candidate += 10) {
+        int held = 0;
+        for (; held < 10; ++held) {
+            squatters[held] = COsSocket::CreateInstance();
+            if (!squatters[held]->Create(eSocketTypeTcp, 0, 0) ||
+                !squatters[held]->Bind("127.0.0.1", static_cast<unsigned short>(candidate + held)) ||
+                !squatters[held]->Listen())
+                break;
+        }
+        if (held == 10) {
+            base = candidate;
+            break;
+        }
+        for (int index = 0; index <= held && index < 10; ++index)
+            COsSocket::FreeInstance(&squatters[index]);
+    }
+    ASSERT_NE(base, 0);
+    WritePortFile(std::to_string(base));
+
+    COsLog* hub = COsLog::GetInstance();
+    EXPECT_EQ(hub->Start(), OS_ERR_NETWORK);
+    EXPECT_FALSE(hub->IsRunning());
+    EXPECT_EQ(COsLog::GetLogOutputPort(), previousPort) << "the port is kept when no bind succeeded";
+
+    COsSocket::FreeInstance(&squatters[9]);
+    EXPECT_EQ(hub->Start(), 0) << "a failed Start can be tried again";
+    EXPECT_TRUE(hub->IsRunning());
+    EXPECT_EQ(COsLog::GetLogOutputPort(), base + 9);
+    for (COsSocket*& squatter : squatters)
+        COsSocket::FreeInstance(&squatter);
+}
+
 TEST_F(LogHubTest, MessagesArriveByteExactInOrderAndEmptyOnesBecomeHeartbeats)
 {
     int port = StartHub();
