@@ -2,6 +2,7 @@
 #include "core/CVeltrane.h"
 
 #include "identity/COsSystem.h"
+#include "logging/COsLog.h"
 #include "strings/COsString.h"
 
 CVeltrane* CVeltrane::s_Veltrane = nullptr;
@@ -74,6 +75,8 @@ CVeltrane::~CVeltrane()
     delete[] m_szGCCVersion;
     delete[] m_szVeltraneLibDir;
     s_Veltrane = nullptr;
+    // The facade's life bounds the log hub's: a client that ends the one ends the other before it unloads.
+    COsLog::FreeInstance();
 }
 
 std::string CVeltrane::VeltraneVersion() const { return TextOf(m_szVeltraneVersion); }

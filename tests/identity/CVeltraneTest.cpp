@@ -62,6 +62,22 @@ TEST(CVeltrane, FreeInstanceWithoutObjectDoesNothingAndGetInstanceMakesAnewAfter
     CVeltrane::FreeInstance();
 }
 
+TEST(CVeltrane, FreeInstanceEndsAStartedLogHub)
+{
+    CVeltrane::GetInstance();
+    COsLog* hub = COsLog::GetInstance();
+    if (hub->Start() != 0)
+        GTEST_SKIP() << "no free port for the log hub on this machine";
+    ASSERT_TRUE(hub->IsRunning());
+
+    CVeltrane::FreeInstance();
+
+    EXPECT_FALSE(COsLog::GetInstance()->IsRunning());
+    COsLog::FreeInstance();
+    EXPECT_NE(CVeltrane::GetInstance(), nullptr);
+    CVeltrane::FreeInstance();
+}
+
 TEST(CVeltrane, ConcurrentFirstCallsMakeOneObject)
 {
     CVeltrane::FreeInstance();
