@@ -140,6 +140,9 @@ TEST_F(LogHubTest, FilterWordsNarrowToggleAndAreClearedByTheNextConnection)
         hub->LogMsgPush("ignored|");
         hub->LogMsgPush("zabcz|");
         EXPECT_EQ(viewer.ReadMessages(14), "xxdefxx|zabcz|");
+        viewer.ReadBytes(16, milliseconds(200));  // whatever heartbeats came meanwhile
+        hub->LogMsgPush("no match|");
+        EXPECT_EQ(viewer.ReadBytes(1, milliseconds(1000)), "\x07") << "a dropped message leaves an empty queue: heartbeat";
 
         viewer.SendWord("abc");  // the same word again switches it off
         hub->LogMsgPush("zabcz|");
