@@ -117,6 +117,13 @@ public:
         ++m_nWork;
     }
     void Closed() { m_bClosed = true; }
+    void Spin()
+    {
+        m_bSpinning = true;
+        for (;;)
+            COsThread::Sleep(1);
+    }
+    std::atomic<bool> m_bSpinning{false};
     std::atomic<int> m_nWork{0};
     std::atomic<bool> m_bClosed{false};
     void** m_pArgs = nullptr;
@@ -356,6 +363,17 @@ TEST(COsThreadTpl, CallsMemberFunctionsInEveryForm)
     EXPECT_TRUE(withArgs->Finish(100));
     COsThread* base = withArgs;
     COsThread::FreeThread(&base);
+
+    // Deleting a running template object ends its thread before the member-calling part goes.
+    Owner spinner;
+    COsThreadTpl<Owner>* spinning = COsThreadTpl<Owner>::CreateThread(&spinner, &Owner::Spin, &Owner::Closed);
+    ASSERT_TRUE(spinning->Start());
+    ASSERT_TRUE(WaitFor([&] { return spinner.m_bSpinning.load(); }));
+    Clock::time_point start = Clock::now();
+    delete spinning;
+    EXPECT_GE(MillisecondsSince(start), 90);
+    EXPECT_LT(MillisecondsSince(start), 1000);
+    EXPECT_FALSE(spinner.m_bClosed) << "a forced end runs no close member";
 
     COsThreadTpl<Owner>* noObject = COsThreadTpl<Owner>::CreateThread(nullptr, &Owner::Work);
     ASSERT_TRUE(noObject->Start());
