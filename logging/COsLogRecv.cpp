@@ -61,10 +61,9 @@ void COsLogRecv::Run()
         std::fputc('\n', stdout);
         std::fflush(stdout);
 
-        CMonitoredSection& section = s_LogFilterSection;
-        section.Enter();
+        s_LogFilterSection.Enter();
         ToggleFilter(word);
-        section.Leave();
+        s_LogFilterSection.Leave();
     }
     m_bRunning = false;
 }
