@@ -10,6 +10,7 @@
 #include <linux/if_packet.h>
 #include <netdb.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -162,7 +163,9 @@ timespec TimeValue(uint32_t milliseconds)
     return value;
 }
 
-// A stream socket whose connection attempt failed: not connected, with an error pending.
+// A stream socket whose connection attempt failed: not connected, with an error pending. A connection
+// that was reset is not connected either, but it once completed a round trip: its error is left pending
+// for the next transfer to report, as Windows reports a reset there and not in the exception set.
 bool TakeFailedConnectError(int descriptor, int* error)
 {
     int type = 0;
@@ -172,6 +175,11 @@ bool TakeFailedConnectError(int descriptor, int* error)
     sockaddr_in peer;
     socklen_t peerLength = sizeof(peer);
     if (getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &peerLength) == 0)
+        return false;
+    tcp_info connection;
+    std::memset(&connection, 0, sizeof(connection));
+    length = sizeof(connection);
+    if (getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &connection, &length) == 0 && connection.tcpi_rtt != 0)
         return false;
     int pending = 0;
     length = sizeof(pending);

@@ -584,3 +584,18 @@ TEST(COsSocketNamespace, NameFailuresBroadcastAndMulticastInAPrivateNetwork)
 {
     RunInPrivateNetwork("DISABLED_COsSocketPrivateNetwork.*");
 }
+
+TEST_F(COsSocketTcp, ResetConnectionIsReadyAndTheReceiveReportsTheReset)
+{
+    Pair pair;
+    EXPECT_EQ(1, pair.client->Send("x", 1));
+    ASSERT_EQ(1, pair.server->IsReady(2000, eSocketStatusRead));
+    pair.server->ShutDown();  // closed with a byte unread: the system resets the connection
+
+    pair.client->SetSocketError(eSocketErrorFault);
+    EXPECT_GT(pair.client->IsReady(2000, eSocketStatusRead), 0) << "a reset connection is readable";
+    EXPECT_EQ(eSocketErrorFault, pair.client->GetSocketError()) << "the wait records nothing";
+    char byte = 0;
+    EXPECT_EQ(-1, pair.client->ReceiveWithTimeout(&byte, 1, 2000, 0));
+    EXPECT_EQ(eSocketErrorReset, pair.client->GetSocketError());
+}
