@@ -163,10 +163,10 @@ timespec TimeValue(uint32_t milliseconds)
     return value;
 }
 
-// A stream socket whose connection attempt failed: not connected, with an error pending. A connection
-// that was reset is not connected either, but it once completed a round trip: its error is left pending
-// for the next transfer to report, as Windows reports a reset there and not in the exception set.
-bool TakeFailedConnectError(int descriptor, int* error)
+// A stream socket whose connection attempt failed: not connected, with an error pending (the host
+// signals it by POLLERR). A connection that was reset is not connected either, but it once completed a
+// round trip: Windows reports a reset to the next transfer, not in the exception set.
+bool IsFailedConnect(int descriptor)
 {
     int type = 0;
     socklen_t length = sizeof(type);
@@ -179,10 +179,16 @@ bool TakeFailedConnectError(int descriptor, int* error)
     tcp_info connection;
     std::memset(&connection, 0, sizeof(connection));
     length = sizeof(connection);
-    if (getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &connection, &length) == 0 && connection.tcpi_rtt != 0)
+    return getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &connection, &length) != 0 || connection.tcpi_rtt == 0;
+}
+
+// Reads (and so clears) the error of a failed connect, as Windows' SO_ERROR does.
+bool TakeFailedConnectError(int descriptor, int* error)
+{
+    if (!IsFailedConnect(descriptor))
         return false;
     int pending = 0;
-    length = sizeof(pending);
+    socklen_t length = sizeof(pending);
     if (getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &pending, &length) != 0 || pending == 0)
         return false;
     *error = WsaFromErrno(pending);
@@ -489,8 +495,11 @@ int SocketWaitReadable(uint64_t first, uint64_t second, uint32_t milliseconds, b
             SetLastError(kWsaBadHandle);
             return -1;
         }
-        bool readable = (entries[i].revents & (POLLIN | POLLHUP | POLLERR)) != 0;
-        memberships += (readable ? 1 : 0) + ((entries[i].revents & POLLPRI) ? 1 : 0);
+        // A failed connect stands in the exception set alone, as in SocketWait.
+        bool failedConnect = (entries[i].revents & POLLERR) && IsFailedConnect(entries[i].fd);
+        bool readable = !failedConnect && (entries[i].revents & (POLLIN | POLLHUP | POLLERR)) != 0;
+        bool exception = failedConnect || (entries[i].revents & POLLPRI) != 0;
+        memberships += (readable ? 1 : 0) + (exception ? 1 : 0);
         if (i == 0)
             *firstReadable = readable;
         if (i == 1 || used == 1)

@@ -599,3 +599,16 @@ TEST_F(COsSocketTcp, ResetConnectionIsReadyAndTheReceiveReportsTheReset)
     EXPECT_EQ(-1, pair.client->ReceiveWithTimeout(&byte, 1, 2000, 0));
     EXPECT_EQ(eSocketErrorReset, pair.client->GetSocketError());
 }
+
+TEST_F(COsSocketTcp, IsReadableCountsAFailedConnectAsAnExceptionOnly)
+{
+    const unsigned short closedPort = UnusedPort();
+    SocketHolder refused;
+    ASSERT_TRUE(refused->Create(eSocketTypeTcp, 0, 0));
+    ASSERT_TRUE(refused->SetBlocking(false));
+    EXPECT_FALSE(refused->Connect("127.0.0.1", closedPort));
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));  // the refusal arrives
+    EXPECT_EQ(0, COsSocket::IsReadable(refused.get(), refused.get(), 500)) << "an exception alone is not readable";
+    EXPECT_EQ(-1, refused->IsReady(0, eSocketStatusWrite)) << "the failure is still there for IsReady";
+    EXPECT_EQ(eSocketErrorRefused, refused->GetSocketError());
+}
