@@ -5,23 +5,15 @@
 
 #include <Veltrane.h>
 
-TEST(Blocks, ZeroSizeGivesRealBlockOfCapacityZero)
+TEST(Blocks, CapacityRoundsUpToWholeKiBAndZeroGivesARealBlock)
 {
-    void* block = AllocBlock(nullptr, 0);
-    ASSERT_NE(block, nullptr);
-    EXPECT_EQ(GetBufferLength(block), 0);
-    EXPECT_EQ(GetBlockLength(block), 0);
-    EXPECT_EQ(std::memcmp(static_cast<char*>(block) - 12, "BDSG", 4), 0);
-    FreeBlock(block);
-}
-
-TEST(Blocks, CapacityRoundsUpToWholeKiB)
-{
-    struct { int size; int capacity; } rows[] = {{1, 1024}, {1024, 1024}, {1025, 2048}, {2049, 3072}};
+    struct { int size; int capacity; } rows[] = {{0, 0}, {1, 1024}, {1024, 1024}, {1025, 2048}, {2049, 3072}};
     for (auto row : rows) {
         void* block = AllocBlock(nullptr, row.size);
+        ASSERT_NE(block, nullptr) << row.size;
         EXPECT_EQ(GetBufferLength(block), row.capacity) << row.size;
         EXPECT_EQ(GetBlockLength(block), row.size);
+        EXPECT_EQ(std::memcmp(static_cast<char*>(block) - 12, "BDSG", 4), 0) << row.size;
         FreeBlock(block);
     }
 }
@@ -44,7 +36,7 @@ TEST(Blocks, NeverShrinksAndKeepsContentsWhenGrowing)
     FreeBlock(grown);
 }
 
-TEST(Blocks, CopyTakesTheWholeCapacityNotJustTheLength)
+TEST(Blocks, CopyTakesTheWholeCapacityAndNullIsHarmless)
 {
     void* block = AllocBlock(nullptr, 10);
     for (int i = 0; i < 1024; ++i)
@@ -57,10 +49,7 @@ TEST(Blocks, CopyTakesTheWholeCapacityNotJustTheLength)
     EXPECT_EQ(std::memcmp(copy, block, 1024), 0);
     FreeBlock(block);
     FreeBlock(copy);
-}
 
-TEST(Blocks, NullIsHarmless)
-{
     EXPECT_EQ(GetBlockLength(nullptr), 0);
     EXPECT_EQ(GetBufferLength(nullptr), 0);
     FreeBlock(nullptr);
