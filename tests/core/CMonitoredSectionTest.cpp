@@ -9,37 +9,38 @@
 
 namespace {
 
-// Holds `section` in another thread until released.
-class Holder
+using Clock = std::chrono::steady_clock;
+
+long long MillisecondsSince(Clock::time_point start)
 {
-public:
-    explicit Holder(CMonitoredSection& section)
-        : m_thread([this, &section] {
-              section.Enter();
-              m_held = true;
-              while (!m_release)
-                  std::this_thread::sleep_for(std::chrono::milliseconds(1));
-              section.Leave();
-          })
-    {
-        while (!m_held)
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
+}
+
+// Holds `section` in another thread until `release` comes true; returns once the section is held.
+std::thread HoldIn(CMonitoredSection& section, std::atomic<bool>& release)
+{
+    std::atomic<bool> held{false};
+    std::thread holder([&section, &release, &held] {
+        section.Enter();
+        held = true;
+        while (!release)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    ~Holder()
-    {
-        m_release = true;
-        m_thread.join();
-    }
+        section.Leave();
+    });
+    while (!held)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return holder;
+}
 
-private:
-    std::atomic<bool> m_held{false};
-    std::atomic<bool> m_release{false};
-    std::thread m_thread;
-};
-
-long long MillisecondsOf(std::chrono::steady_clock::duration duration)
+bool TryEnterFromAnotherThread(CMonitoredSection& section)
 {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(duration).count();
+    std::atomic<bool> entered{false};
+    std::thread([&] {
+        entered = section.TryEnter(0);
+        if (entered)
+            section.Leave();
+    }).join();
+    return entered;
 }
 
 }  // namespace
@@ -50,60 +51,35 @@ TEST(CMonitoredSection, OwnerMayReenterAndMustLeaveAsOften)
     section.Enter();
     EXPECT_TRUE(section.TryEnter(0));
     section.Leave();
-    {
-        // Still held once: another thread cannot get in.
-        std::atomic<bool> entered{true};
-        std::thread([&] { entered = section.TryEnter(0); }).join();
-        EXPECT_FALSE(entered);
-    }
+    EXPECT_FALSE(TryEnterFromAnotherThread(section)) << "still held once";
     section.Leave();
-    std::atomic<bool> entered{false};
-    std::thread([&] {
-        entered = section.TryEnter(0);
-        if (entered)
-            section.Leave();
-    }).join();
-    EXPECT_TRUE(entered);
+    EXPECT_TRUE(TryEnterFromAnotherThread(section));
 }
 
-TEST(CMonitoredSection, TryEnterZeroOnForeignHoldReturnsAtOnce)
+TEST(CMonitoredSection, TryEnterOnForeignHoldCountsDownInTenMillisecondSteps)
 {
     CMonitoredSection section;
-    Holder holder(section);
-    auto start = std::chrono::steady_clock::now();
+    std::atomic<bool> release{false};
+    std::thread holder = HoldIn(section, release);
+    Clock::time_point start = Clock::now();
     EXPECT_FALSE(section.TryEnter(0));
-    EXPECT_LT(MillisecondsOf(std::chrono::steady_clock::now() - start), 9);
-}
-
-TEST(CMonitoredSection, TryEnterCountsDownInTenMillisecondSteps)
-{
-    CMonitoredSection section;
-    Holder holder(section);
+    EXPECT_LT(MillisecondsSince(start), 9) << "zero returns at once";
     // 30 ms are three sleeps of 10 ms; 31 counts its last millisecond as a fourth whole step.
-    auto start = std::chrono::steady_clock::now();
+    start = Clock::now();
     EXPECT_FALSE(section.TryEnter(30));
-    long long thirty = MillisecondsOf(std::chrono::steady_clock::now() - start);
-    start = std::chrono::steady_clock::now();
+    EXPECT_GE(MillisecondsSince(start), 30);
+    start = Clock::now();
     EXPECT_FALSE(section.TryEnter(31));
-    long long thirtyOne = MillisecondsOf(std::chrono::steady_clock::now() - start);
-    EXPECT_GE(thirty, 30);
-    EXPECT_GE(thirtyOne, 40);
-}
+    EXPECT_GE(MillisecondsSince(start), 40);
 
-TEST(CMonitoredSection, TryEnterSucceedsWhenTheHolderLeavesInTime)
-{
-    CMonitoredSection section;
-    std::atomic<bool> held{false};
-    std::thread holder([&] {
-        section.Enter();
-        held = true;
+    // Once the holder leaves, a waiting TryEnter gets in.
+    std::thread releaser([&] {
         std::this_thread::sleep_for(std::chrono::milliseconds(30));
-        section.Leave();
+        release = true;
     });
-    while (!held)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     EXPECT_TRUE(section.TryEnter(1000));
     section.Leave();
+    releaser.join();
     holder.join();
 }
 
@@ -131,5 +107,4 @@ TEST(CMonitoredSection, DestroyingWhileInsideReleasesTheLock)
     auto* section = new CMonitoredSection;
     section->Enter();
     delete section;  // must neither hang nor report under the sanitizers
-    SUCCEED();
 }
