@@ -2,6 +2,8 @@
 // reverse search over it cover both directions.
 #include "encoding/Windows1252.h"
 
+#include "encoding/WordAtATime.h"
+
 namespace encoding {
 namespace {
 
@@ -61,20 +63,30 @@ size_t Windows1252ToUtf16(const char* text, size_t length, wchar16* target)
 
 size_t Utf16ToWindows1252(const wchar16* text, size_t length, char* target)
 {
+    // One byte per character: a surrogate pair is one character, so it gives one default character.
+    if (target == nullptr) {
+        size_t pairs = 0;
+        for (size_t i = 0; i + 1 < length; ++i)
+            pairs += IsHighSurrogate(text[i]) & IsLowSurrogate(text[i + 1]);
+        return length - pairs;
+    }
+    unsigned char* out = reinterpret_cast<unsigned char*>(target);
     size_t produced = 0;
-    for (size_t i = 0; i < length; ++i) {
-        char16_t unit = text[i];
-        if (unit < 0x80) {
-            if (target)
-                target[produced] = static_cast<char>(unit);
-            ++produced;
-            continue;
+    size_t i = 0;
+    while (i < length) {
+        if (length - i >= 4) {
+            uint64_t word = Load8(text + i);
+            if ((word & kUnitHighBits) == 0) {
+                Narrow4(word, out + produced);
+                i += 4;
+                produced += 4;
+                continue;
+            }
         }
-        if (IsHighSurrogate(unit) && i + 1 < length && IsLowSurrogate(text[i + 1]))
-            ++i;  // one character, one default character
-        if (target)
-            target[produced] = Encode(unit);
-        ++produced;
+        char16_t unit = text[i++];
+        if (IsHighSurrogate(unit) && i < length && IsLowSurrogate(text[i]))
+            ++i;
+        out[produced++] = static_cast<unsigned char>(Encode(unit));
     }
     return produced;
 }

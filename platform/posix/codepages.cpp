@@ -1,13 +1,20 @@
 // Legacy character sets through glibc's iconv, with the replacement rules the library promises.
 // iconv stops at the first byte it cannot decode and at the first character it cannot encode; here the
 // conversion goes on past them. Some tables (windows-1255 among them) hold the last character back
-// until the flush call, so every conversion ends with it.
+// until the flush call, so every conversion ends with it. Long texts in the common sets, whose characters
+// are one or two bytes with no shift state, go through tables that are read out of iconv once per set:
+// iconv's per-call cost would otherwise be paid twice, by the measuring and the writing pass.
 #include "platform/codepages.h"
 
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <iconv.h>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
 
 namespace platform {
 namespace {
@@ -106,6 +113,203 @@ private:
 bool IsHighSurrogate(char16_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
 bool IsLowSurrogate(char16_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
+// Texts shorter than this stream through iconv; the tables pay off only over many characters.
+constexpr size_t kTableThreshold = 64 * 1024;
+
+constexpr uint32_t kLeadByte = 0x10000;   // in the single-byte table: the first byte of a pair
+constexpr char16_t kNoPair = 0xFFFF;      // in the pair table: the two bytes are no character
+constexpr char16_t kReplacement = 0xFFFD;
+
+// What one iconv call makes of `input` from the initial state, and what the flush call adds after it.
+struct Probe {
+    bool failed = false;      // EILSEQ or EINVAL
+    int error = 0;
+    size_t consumed = 0;
+    std::string output;       // bytes before the flush
+    size_t flushed = 0;       // bytes the flush added
+};
+
+Probe RunProbe(iconv_t cd, const void* input, size_t size)
+{
+    Probe probe;
+    iconv(cd, nullptr, nullptr, nullptr, nullptr);
+    char* in = const_cast<char*>(static_cast<const char*>(input));
+    size_t inLeft = size;
+    char buffer[32];
+    char* out = buffer;
+    size_t outLeft = sizeof buffer;
+    if (iconv(cd, &in, &inLeft, &out, &outLeft) == static_cast<size_t>(-1)) {
+        probe.failed = true;
+        probe.error = errno;
+    }
+    probe.consumed = size - inLeft;
+    probe.output.assign(buffer, out);
+    char* mark = out;
+    iconv(cd, nullptr, nullptr, &out, &outLeft);
+    probe.flushed = static_cast<size_t>(out - mark);
+    return probe;
+}
+
+char16_t UnitOf(const std::string& bytes)
+{
+    char16_t unit;
+    std::memcpy(&unit, bytes.data(), sizeof unit);
+    return unit;
+}
+
+// The decoding of every byte and every lead-byte pair, or !usable where the set is not of that kind.
+struct DecodeTable {
+    bool usable = false;
+    uint32_t single[256];
+    std::vector<char16_t> pairs;  // 256 per lead byte, indexed by lead * 256 + trail
+};
+
+std::unique_ptr<DecodeTable> ReadDecodeTable(const char* charset)
+{
+    auto table = std::make_unique<DecodeTable>();
+    Descriptor cd(HostUtf16(), charset);
+    if (!cd.valid())
+        return table;
+    bool hasLead = false;
+    for (unsigned byte = 0; byte < 256; ++byte) {
+        unsigned char input = static_cast<unsigned char>(byte);
+        Probe probe = RunProbe(cd.get(), &input, 1);
+        if (probe.flushed != 0)
+            return table;  // held back for a following mark: decoding depends on the next byte
+        if (probe.failed && probe.error == EINVAL) {
+            table->single[byte] = kLeadByte;
+            hasLead = true;
+        } else if (probe.failed) {
+            table->single[byte] = kReplacement;
+        } else if (probe.consumed == 1 && probe.output.size() == sizeof(char16_t)) {
+            table->single[byte] = UnitOf(probe.output);
+        } else {
+            return table;  // a shift byte, or one byte giving two units
+        }
+    }
+    if (hasLead) {
+        table->pairs.assign(256 * 256, kNoPair);
+        for (unsigned lead = 0; lead < 256; ++lead) {
+            if (table->single[lead] != kLeadByte)
+                continue;
+            for (unsigned trail = 0; trail < 256; ++trail) {
+                unsigned char input[2] = {static_cast<unsigned char>(lead), static_cast<unsigned char>(trail)};
+                Probe probe = RunProbe(cd.get(), input, 2);
+                if (probe.flushed != 0)
+                    return table;
+                if (probe.failed && probe.error == EILSEQ && probe.consumed == 0)
+                    continue;  // decoded as a bad lead byte, then the trail on its own
+                if (probe.failed || probe.consumed != 2 || probe.output.size() != sizeof(char16_t) ||
+                    UnitOf(probe.output) == kNoPair)
+                    return table;  // longer sequences, or pairs that are not one unit
+                table->pairs[lead * 256 + trail] = UnitOf(probe.output);
+            }
+        }
+    }
+    table->usable = true;
+    return table;
+}
+
+// The bytes of every BMP character, or !usable where the set is not of that kind.
+struct EncodeTable {
+    bool usable = false;
+    std::vector<uint16_t> bytes;       // up to two bytes, the first in the high half
+    std::vector<unsigned char> sizes;  // 0 where the set has no such character
+    std::string question;              // the set's default character
+};
+
+std::unique_ptr<EncodeTable> ReadEncodeTable(const char* charset)
+{
+    auto table = std::make_unique<EncodeTable>();
+    Descriptor cd(charset, HostUtf16());
+    if (!cd.valid())
+        return table;
+    table->bytes.assign(65536, 0);
+    table->sizes.assign(65536, 0);
+    for (uint32_t code = 1; code < 65536; ++code) {
+        if (code >= 0xD800 && code <= 0xDFFF)
+            continue;
+        char16_t unit = static_cast<char16_t>(code);
+        Probe probe = RunProbe(cd.get(), &unit, sizeof unit);
+        if (probe.flushed != 0 || probe.output.size() > 2)
+            return table;  // a shifting set, or characters longer than a pair
+        if (probe.failed)
+            continue;
+        if (probe.output.empty())
+            return table;
+        const unsigned char* out = reinterpret_cast<const unsigned char*>(probe.output.data());
+        table->sizes[code] = static_cast<unsigned char>(probe.output.size());
+        table->bytes[code] = static_cast<uint16_t>(probe.output.size() == 2 ? (out[0] << 8) | out[1] : out[0]);
+    }
+    table->question = table->sizes[u'?'] == 0 ? std::string("?")
+                      : table->sizes[u'?'] == 1
+                          ? std::string(1, static_cast<char>(table->bytes[u'?']))
+                          : std::string{static_cast<char>(table->bytes[u'?'] >> 8), static_cast<char>(table->bytes[u'?'] & 0xFF)};
+    table->usable = true;
+    return table;
+}
+
+// The tables read so far, one of each kind per set, kept for the life of the process.
+template <typename Table>
+const Table& TableFor(const char* charset, std::unique_ptr<Table> (*read)(const char*))
+{
+    static std::mutex lock;
+    static std::map<std::string, std::unique_ptr<Table>> tables;
+    std::lock_guard<std::mutex> guard(lock);
+    std::unique_ptr<Table>& table = tables[charset];
+    if (!table)
+        table = read(charset);
+    return *table;
+}
+
+long long DecodeByTable(const DecodeTable& table, const char* bytes, size_t count, char16_t* target, size_t capacity)
+{
+    const unsigned char* in = reinterpret_cast<const unsigned char*>(bytes);
+    size_t produced = 0;
+    for (size_t i = 0; i < count; ++produced) {
+        uint32_t unit = table.single[in[i]];
+        if (unit == kLeadByte) {
+            char16_t paired = i + 1 < count ? table.pairs[in[i] * 256u + in[i + 1]] : kNoPair;
+            unit = paired == kNoPair ? kReplacement : paired;
+            i += paired == kNoPair ? 1 : 2;
+        } else {
+            ++i;
+        }
+        if (target && produced < capacity)
+            target[produced] = static_cast<char16_t>(unit);
+    }
+    return static_cast<long long>(produced);
+}
+
+long long EncodeByTable(const EncodeTable& table, const char16_t* text, size_t count, char* target, size_t capacity)
+{
+    size_t produced = 0;
+    auto put = [&](unsigned char byte) {
+        if (target && produced < capacity)
+            target[produced] = static_cast<char>(byte);
+        ++produced;
+    };
+    for (size_t i = 0; i < count; ++i) {
+        char16_t unit = text[i];
+        unsigned size = table.sizes[unit];
+        if (size == 1) {
+            put(static_cast<unsigned char>(table.bytes[unit]));
+        } else if (size == 2) {
+            put(static_cast<unsigned char>(table.bytes[unit] >> 8));
+            put(static_cast<unsigned char>(table.bytes[unit] & 0xFF));
+        } else {
+            if (IsHighSurrogate(unit) && i + 1 < count && IsLowSurrogate(text[i + 1]))
+                ++i;  // no set read into a table holds characters beyond the BMP
+            for (char byte : table.question)
+                put(static_cast<unsigned char>(byte));
+        }
+    }
+    return static_cast<long long>(produced);
+}
+
+long long StreamDecode(const char* charset, const char* bytes, size_t count, char16_t* target, size_t capacity);
+long long StreamEncode(const char* charset, const char16_t* text, size_t count, char* target, size_t capacity);
+
 }  // namespace
 
 bool CharsetAvailable(const char* charset)
@@ -116,6 +320,28 @@ bool CharsetAvailable(const char* charset)
 }
 
 long long DecodeCharset(const char* charset, const char* bytes, size_t count, char16_t* target, size_t capacity)
+{
+    if (count >= kTableThreshold) {
+        const DecodeTable& table = TableFor<DecodeTable>(charset, ReadDecodeTable);
+        if (table.usable)
+            return DecodeByTable(table, bytes, count, target, capacity);
+    }
+    return StreamDecode(charset, bytes, count, target, capacity);
+}
+
+long long EncodeCharset(const char* charset, const char16_t* text, size_t count, char* target, size_t capacity)
+{
+    if (count >= kTableThreshold) {
+        const EncodeTable& table = TableFor<EncodeTable>(charset, ReadEncodeTable);
+        if (table.usable)
+            return EncodeByTable(table, text, count, target, capacity);
+    }
+    return StreamEncode(charset, text, count, target, capacity);
+}
+
+namespace {
+
+long long StreamDecode(const char* charset, const char* bytes, size_t count, char16_t* target, size_t capacity)
 {
     Descriptor cd(HostUtf16(), charset);
     if (!cd.valid())
@@ -132,8 +358,10 @@ long long DecodeCharset(const char* charset, const char* bytes, size_t count, ch
             return -1;
         // A held-back character came before the bad byte, so it goes out first.
         sink.Flush(cd.get());
-        const char16_t replacement = 0xFFFD;
-        sink.Put(&replacement, sizeof replacement);
+        sink.Put(&kReplacement, sizeof kReplacement);
+        // Some decoders (glibc's UHC) report a bad last byte after they have taken it.
+        if (inLeft == 0)
+            break;
         ++in;
         --inLeft;
     }
@@ -141,7 +369,7 @@ long long DecodeCharset(const char* charset, const char* bytes, size_t count, ch
     return static_cast<long long>(sink.produced() / sizeof(char16_t));
 }
 
-long long EncodeCharset(const char* charset, const char16_t* text, size_t count, char* target, size_t capacity)
+long long StreamEncode(const char* charset, const char16_t* text, size_t count, char* target, size_t capacity)
 {
     Descriptor cd(charset, HostUtf16());
     if (!cd.valid())
@@ -161,8 +389,10 @@ long long EncodeCharset(const char* charset, const char16_t* text, size_t count,
         if (errno != EILSEQ && errno != EINVAL)
             return -1;
         // The set's own question mark goes through the same descriptor, so a shifting set stays in step.
-        bool pair = IsHighSurrogate(unit[0]) && unit + 1 < end && IsLowSurrogate(unit[1]);
-        unit += pair ? 2 : 1;
+        if (unit < end) {
+            bool pair = IsHighSurrogate(unit[0]) && unit + 1 < end && IsLowSurrogate(unit[1]);
+            unit += pair ? 2 : 1;
+        }
         char16_t question = u'?';
         char* mark = reinterpret_cast<char*>(&question);
         size_t markLeft = sizeof question;
@@ -177,4 +407,5 @@ long long EncodeCharset(const char* charset, const char16_t* text, size_t count,
     return static_cast<long long>(sink.produced());
 }
 
+}  // namespace
 }  // namespace platform
