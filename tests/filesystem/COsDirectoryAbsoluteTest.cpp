@@ -17,13 +17,6 @@ std::string Absolute(const std::string& path)
     return out;
 }
 
-// The parent of a directory text that ends in "/": "/a/b/" gives "/a/".
-std::string ParentOf(const std::string& directory)
-{
-    const size_t last = directory.find_last_of('/', directory.size() - 2);
-    return directory.substr(0, last + 1);
-}
-
 }  // namespace
 
 TEST(COsDirectoryGetAbsolutePath, AbsolutePathsResolveDotsOnTheTextOnly)
@@ -60,7 +53,8 @@ TEST(COsDirectoryGetAbsolutePath, RelativeNamesAreTakenFromTheLibraryDirectory)
     EXPECT_EQ(Absolute("data/x.txt"), library + "data/x.txt");
     EXPECT_EQ(Absolute("data\\x.txt"), library + "data/x.txt");
     EXPECT_EQ(Absolute(""), library);
-    EXPECT_EQ(Absolute("..\\y\\z.txt"), ParentOf(library) + "y/z.txt");
+    const std::string parent = library.substr(0, library.find_last_of('/', library.size() - 2) + 1);
+    EXPECT_EQ(Absolute("..\\y\\z.txt"), parent + "y/z.txt");
     EXPECT_EQ(Absolute("./a/../b"), library + "b");
     // "ver./x" holds no "." segment but its dot sequence sends it through resolution, which folds "//".
     EXPECT_EQ(Absolute("ver.//x"), library + "ver./x");
