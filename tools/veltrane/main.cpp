@@ -228,6 +228,31 @@ void ShowLogHub()
     COsSocket::FreeInstance(&viewer);
 }
 
+void ShowCodePages()
+{
+    Heading("Code pages");
+    const char* text = "Gr\xC3\xBC\xC3\x9F\xE2\x82\xAC \xE4\xB8\xAD\xE6\x96\x87";  // "Grüß€ 中文"
+    std::printf("  UTF-8 text                 %s\n", text);
+    for (const char* page : {"windows-1252", "GBK", "shift_jis", "IBM037", "koi8-r", "x-mac-arabic"}) {
+        char* bytes = nullptr;
+        int count = COsEncoding::UTF8ToAnsi(text, page, &bytes);
+        std::printf("  UTF8ToAnsi(%-13s)   %3d:", page, count);
+        for (int i = 0; count > 0 && i < count - 1; ++i)
+            std::printf(" %02X", static_cast<unsigned char>(bytes[i]));
+        char* back = nullptr;
+        if (count > 0 && COsEncoding::AnsiToUTF8(bytes, page, &back) > 0)
+            std::printf("  -> back: %s", back);
+        std::printf("\n");
+        delete[] back;
+        delete[] bytes;
+    }
+    wchar16* wide = nullptr;
+    int units = COsEncoding::UTF8ToUTF16("\xE4\xB8", &wide);
+    std::printf("  UTF8ToUTF16(E4 B8)         %d (a cut-off sequence becomes U+%04X)\n", units,
+                static_cast<unsigned>(wide ? wide[0] : 0));
+    delete[] wide;
+}
+
 }  // namespace
 
 int main()
@@ -235,6 +260,7 @@ int main()
     std::printf("Veltrane demonstration\n");
     ShowBlocks();
     ShowStrings();
+    ShowCodePages();
     ShowGuids();
     ShowThreads();
     ShowLogHub();
