@@ -50,7 +50,7 @@ void ExpectNames(const Row (&rows)[N])
 
 }  // namespace
 
-TEST(COsSystemNameWindowsVersion, UnknownVersionsKeepTheStartText)
+TEST(COsSystemNameWindowsVersion, UnknownVersionsAndTheNtThreeAndNineXLine)
 {
     const Row rows[] = {
         {_S_WindowsVersion{}, "Unknown Operating System"},
@@ -62,13 +62,6 @@ TEST(COsSystemNameWindowsVersion, UnknownVersionsKeepTheStartText)
         {V(10, 0).Product(48).Pack(1, 0), "Unknown Operating System Service Pack 1"},
         // Without the true version a 6.2.9200 report keeps the start text, with its suffix.
         {V(6, 2, 9600).Product(48), "Unknown Operating System Professional"},
-    };
-    ExpectNames(rows);
-}
-
-TEST(COsSystemNameWindowsVersion, NtThreeAndNineXLine)
-{
-    const Row rows[] = {
         {V(3, 0), "Microsoft Windows NT 3"},
         {V(3, 1), "Microsoft Windows NT 3.1"},
         {V(3, 51), "Microsoft Windows NT 3.51"},
