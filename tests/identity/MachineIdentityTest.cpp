@@ -80,6 +80,7 @@ TEST(MachineIdentityColumn, ValueBehindFirstColumnNameWithBlanksAndLineEndsRemov
     EXPECT_FALSE(identity::ExtractColumnValue("serialnumber ABC", "SerialNumber", value));  // case matters
     EXPECT_FALSE(identity::ExtractColumnValue(std::string("\0SerialNumber A", 15), "SerialNumber", value));
     EXPECT_FALSE(identity::ExtractColumnValue("", "SerialNumber", value));
+    EXPECT_EQ(value, "kept") << "a failed search leaves the value alone";
 }
 
 TEST(MachineIdentityCompose, JoinsBothValuesIntoTheIdentityText)
