@@ -1,21 +1,19 @@
-// The log hub's test fixture: a private working directory with a port file, a raw viewer over TCP, and the
-// real log viewer as a child process.
+// The log hub's test fixture: a private working directory with a port file, a raw viewer over TCP, the real
+// log viewer as a child process, and the checks for a quick teardown and for leaks.
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
+#include <iterator>
 #include <random>
-#include <sstream>
-#include <string>
 #include <thread>
 
 #include <Veltrane.h>
 
-#include "tests/support/ProcessCounts.h"
+#include "tests/support/ProcessCounts.h"  // also <filesystem>, <fstream> and <string>
 
 namespace loghub_test {
 
@@ -27,151 +25,115 @@ inline long long MillisecondsSince(Clock::time_point start)
     return std::chrono::duration_cast<milliseconds>(Clock::now() - start).count();
 }
 
-struct ResourceCount
+// Tries `done` every `step` until it holds or `limit` has passed; gives whether it held.
+template <typename Condition>
+bool WaitFor(Condition done, milliseconds limit, milliseconds step = milliseconds(20))
 {
-    int descriptors;
-    int threads;
-};
-
-inline ResourceCount CountResources()
-{
-    return {veltrane_test::OpenDescriptorCount(), veltrane_test::ThreadCount()};
+    for (Clock::time_point start = Clock::now(); !done(); std::this_thread::sleep_for(step)) {
+        if (MillisecondsSince(start) >= limit.count())
+            return false;
+    }
+    return true;
 }
 
-// Waits up to three seconds for the counts to come down to `baseline`: a thread that was told to end and a
-// socket that it closes take a moment. Gives the counts seen last.
-inline ResourceCount SettledResources(ResourceCount baseline)
+// The process's open descriptors and threads at the moment of construction.
+struct ResourceCount
+{
+    int descriptors = veltrane_test::OpenDescriptorCount();
+    int threads = veltrane_test::ThreadCount();
+};
+
+// Ends the hub, which must take under a second whatever its viewer is doing, and expects the counts back
+// at `baseline` plus the test's own open sockets within three seconds: a thread that was told to end and
+// a socket that it closes take a moment.
+inline void EndHubLeakingNothing(const ResourceCount& baseline, int ownSockets)
 {
     Clock::time_point start = Clock::now();
-    ResourceCount now = CountResources();
-    while ((now.descriptors > baseline.descriptors || now.threads > baseline.threads) && MillisecondsSince(start) < 3000) {
-        std::this_thread::sleep_for(milliseconds(10));
-        now = CountResources();
-    }
-    return now;
+    COsLog::FreeInstance();
+    EXPECT_LT(MillisecondsSince(start), 1000) << "FreeInstance was held up";
+    ResourceCount now;
+    WaitFor([&] {
+        now = ResourceCount();
+        return now.descriptors <= baseline.descriptors + ownSockets && now.threads <= baseline.threads;
+    }, milliseconds(3000), milliseconds(10));
+    EXPECT_LE(now.descriptors, baseline.descriptors + ownSockets) << "descriptors leaked";
+    EXPECT_LE(now.threads, baseline.threads) << "threads leaked";
 }
 
 // A viewer made of one COsSocket, which sees the wire exactly as the hub writes it.
-class RawViewer
+struct RawViewer
 {
-public:
-    explicit RawViewer(int port) : m_socket(COsSocket::CreateInstance())
+    explicit RawViewer(int port) : socket(COsSocket::CreateInstance())
     {
-        m_connected = m_socket->Create(eSocketTypeTcp, 0, 0) && m_socket->Connect("127.0.0.1", static_cast<unsigned short>(port));
+        connected = socket->Create(eSocketTypeTcp, 0, 0) && socket->Connect("127.0.0.1", static_cast<unsigned short>(port));
     }
-    ~RawViewer() { COsSocket::FreeInstance(&m_socket); }
-    RawViewer(const RawViewer&) = delete;
-    RawViewer& operator=(const RawViewer&) = delete;
+    ~RawViewer() { COsSocket::FreeInstance(&socket); }
 
-    bool Connected() const { return m_connected; }
-
-    // Reads until `count` bytes have come or `limit` has passed.
-    std::string ReadBytes(size_t count, milliseconds limit = milliseconds(3000))
+    // Reads until `count` bytes have come, the connection ends or `limit` has passed; with `dropHeartbeats`
+    // only the bytes of messages count (the messages read so must hold no 0x07 of their own).
+    std::string ReadBytes(size_t count, milliseconds limit = milliseconds(3000), bool dropHeartbeats = false)
     {
         std::string bytes;
-        Clock::time_point start = Clock::now();
         char chunk[4096];
-        while (bytes.size() < count && MillisecondsSince(start) < limit.count()) {
-            unsigned int wanted = static_cast<unsigned int>(std::min(sizeof(chunk), count - bytes.size()));
-            int received = m_socket->ReceiveWithTimeout(chunk, wanted, 50, 0);
-            if (received < 0)
-                break;
-            bytes.append(chunk, static_cast<size_t>(received));
-        }
+        WaitFor([&] {
+            size_t wanted = std::min(sizeof(chunk), count - bytes.size());
+            int received = socket->ReceiveWithTimeout(chunk, static_cast<unsigned int>(wanted), 50, 0);
+            bytes.append(chunk, static_cast<size_t>(std::max(received, 0)));
+            if (dropHeartbeats)
+                bytes.erase(std::remove(bytes.begin(), bytes.end(), '\x07'), bytes.end());
+            return received < 0 || bytes.size() >= count;
+        }, limit, milliseconds(0));
         return bytes;
     }
+    std::string ReadMessages(size_t count) { return ReadBytes(count, milliseconds(3000), true); }
 
-    // Reads, dropping heartbeats, until `expected` bytes of messages have come or `limit` has passed.
-    std::string ReadMessages(size_t expected, milliseconds limit = milliseconds(3000))
-    {
-        std::string messages;
-        Clock::time_point start = Clock::now();
-        while (messages.size() < expected && MillisecondsSince(start) < limit.count()) {
-            std::string bytes = ReadBytes(1, milliseconds(50));
-            if (!bytes.empty() && bytes[0] != '\x07')
-                messages += bytes;
-        }
-        return messages;
-    }
+    // The hub's first heartbeat says that it has accepted and now queues.
+    bool AwaitHeartbeat() { return connected && ReadBytes(1) == "\x07"; }
 
-    // Sends one filter word and waits until the hub has surely read it on its own.
-    void SendWord(const std::string& chunk)
-    {
-        m_socket->Send(chunk.data(), static_cast<unsigned int>(chunk.size()));
-        std::this_thread::sleep_for(milliseconds(150));
-    }
-
-    COsSocket* Socket() { return m_socket; }
-
-private:
-    COsSocket* m_socket;
-    bool m_connected = false;
+    COsSocket* socket;
+    bool connected = false;
 };
 
 // The real log viewer as a child process: its stdin is a pipe from the test, its output goes to a file.
-class ChildViewer
+struct ChildViewer
 {
-public:
-    ChildViewer(const std::filesystem::path& outputFile, int port) : m_outputFile(outputFile)
+    ChildViewer(const std::filesystem::path& file, int port) : outputFile(file)
     {
-        std::ostringstream command;
-        command << "exec '" << VELTRANE_LOGVIEWER_PATH << "' 127.0.0.1 " << port << " > '" << outputFile.string()
-                << "' 2>&1";
-        m_stdin = popen(command.str().c_str(), "w");
+        std::string command = std::string("exec '") + VELTRANE_LOGVIEWER_PATH + "' 127.0.0.1 " + std::to_string(port) +
+                              " > '" + outputFile.string() + "' 2>&1";
+        input = popen(command.c_str(), "w");
     }
     ~ChildViewer() { Close(); }
-    ChildViewer(const ChildViewer&) = delete;
-    ChildViewer& operator=(const ChildViewer&) = delete;
-
-    bool Started() const { return m_stdin != nullptr; }
-
-    void TypeLine(const std::string& line)
-    {
-        std::fputs((line + "\n").c_str(), m_stdin);
-        std::fflush(m_stdin);
-    }
 
     // Ends the viewer by ending its input and waits for it; gives its exit status, or -1.
     int Close()
     {
-        if (m_stdin == nullptr)
-            return -1;
-        int status = pclose(m_stdin);
-        m_stdin = nullptr;
+        int status = input == nullptr ? -1 : pclose(input);
+        input = nullptr;
         return status;
     }
 
-    std::string Output() const
+    bool Shows(const std::string& text) const
     {
-        std::ifstream file(m_outputFile, std::ios::binary);
-        std::ostringstream text;
-        text << file.rdbuf();
-        return text.str();
+        std::ifstream file(outputFile, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(file), {}).find(text) != std::string::npos;
+    }
+    bool WaitForOutput(const std::string& text) const { return WaitFor([&] { return Shows(text); }, milliseconds(5000)); }
+
+    // Pushes `message` until the viewer shows it: the viewer's connect can come a moment before the hub has
+    // accepted, and until then the hub drops what is pushed.
+    bool PushUntilShown(const std::string& message)
+    {
+        return input != nullptr && WaitFor([&] {
+            bool shown = Shows(message);
+            if (!shown)
+                COsLog::GetInstance()->LogMsgPush(message.c_str());
+            return shown;
+        }, milliseconds(10000), milliseconds(50));
     }
 
-    // Waits up to `limit` until the output holds `text` `times` times.
-    bool WaitForOutput(const std::string& text, int times = 1, milliseconds limit = milliseconds(5000)) const
-    {
-        Clock::time_point start = Clock::now();
-        do {
-            if (Occurrences(Output(), text) >= times)
-                return true;
-            std::this_thread::sleep_for(milliseconds(20));
-        } while (MillisecondsSince(start) < limit.count());
-        return false;
-    }
-
-    static int Occurrences(const std::string& haystack, const std::string& needle)
-    {
-        int count = 0;
-        for (size_t at = haystack.find(needle); at != std::string::npos; at = haystack.find(needle, at + needle.size()))
-            ++count;
-        return count;
-    }
-
-private:
-    std::filesystem::path m_outputFile;
-    FILE* m_stdin = nullptr;
+    std::filesystem::path outputFile;
+    FILE* input = nullptr;
 };
 
 // Each test runs in a directory of its own, with a port file whose base is drawn at random, so that test
@@ -181,12 +143,9 @@ class LogHubTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        std::random_device random;
-        m_previousDirectory = std::filesystem::current_path();
-        m_directory = std::filesystem::temp_directory_path() / ("veltrane-loghub-" + std::to_string(random()));
+        std::thread([] {}).join();  // a sanitizer's helper thread comes with the first thread: not in a baseline
         std::filesystem::create_directories(m_directory);
         std::filesystem::current_path(m_directory);
-        m_basePort = 20000 + static_cast<int>(random() % 40000);
         WritePortFile(std::to_string(m_basePort));
     }
 
@@ -200,27 +159,22 @@ protected:
 
     void WritePortFile(const std::string& content)
     {
-        std::ofstream(m_directory / "LogOutputPort.txt", std::ios::binary | std::ios::trunc) << content;
+        std::ofstream(m_directory / "LogOutputPort.txt", std::ios::binary) << content;
     }
 
     // Starts the hub and gives its port.
     int StartHub()
     {
-        COsLog* hub = COsLog::GetInstance();
-        EXPECT_EQ(hub->Start(), 0);
-        EXPECT_TRUE(hub->IsRunning());
+        EXPECT_EQ(COsLog::GetInstance()->Start(), 0);
+        EXPECT_TRUE(COsLog::GetInstance()->IsRunning());
         return COsLog::GetLogOutputPort();
     }
 
-    // Connects a raw viewer and waits for the hub's first heartbeat, which says that the hub now queues.
-    static bool ConnectAndAwaitHeartbeat(RawViewer& viewer)
-    {
-        return viewer.Connected() && viewer.ReadBytes(1) == "\x07";
-    }
-
-    std::filesystem::path m_directory;
-    std::filesystem::path m_previousDirectory;
-    int m_basePort = 0;
+    std::random_device m_random;
+    const std::filesystem::path m_previousDirectory = std::filesystem::current_path();
+    const std::filesystem::path m_directory =
+        std::filesystem::temp_directory_path() / ("veltrane-loghub-" + std::to_string(m_random()));
+    const int m_basePort = 20000 + static_cast<int>(m_random() % 40000);
 };
 
 }  // namespace loghub_test
