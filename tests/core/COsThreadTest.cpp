@@ -73,13 +73,6 @@ private:
     uint32_t m_result;
 };
 
-class ArgsProbe : public COsThread
-{
-public:
-    ArgsProbe() : COsThread(&RecordArgs) {}
-    void** PendingArgs() const { return m_ppArgs; }
-};
-
 struct Owner
 {
     void Work() { ++m_nWork; }
@@ -151,19 +144,19 @@ TEST(COsThread, FollowsTheStateTableAndForcesThreadsThatDoNotEnd)
 TEST(COsThread, ArgumentFormPassesThePointerOnceAndThenNull)
 {
     ResetGlobals();
-    ArgsProbe thread;
+    COsThread* thread = COsThread::CreateThread(&RecordArgs);
     void* args[] = {&thread};
-    ASSERT_TRUE(thread.Start(args));
-    ASSERT_TRUE(WaitFor([&] { return !thread.IsRunning(); }));
+    ASSERT_TRUE(thread->Start(args));
+    ASSERT_TRUE(WaitFor([&] { return g_runs == 1 && !thread->IsRunning(); }));
     EXPECT_EQ(g_receivedArgs, args);
-    EXPECT_EQ(thread.PendingArgs(), nullptr);
-    EXPECT_TRUE(thread.Finish(100));
+    EXPECT_TRUE(thread->Finish(100));
 
     g_receivedArgs = args;
-    ASSERT_TRUE(thread.Start());
-    ASSERT_TRUE(WaitFor([&] { return g_runs == 2 && !thread.IsRunning(); }));
+    ASSERT_TRUE(thread->Start());
+    ASSERT_TRUE(WaitFor([&] { return g_runs == 2 && !thread->IsRunning(); }));
     EXPECT_EQ(g_receivedArgs, nullptr) << "the argument of the first run is not reused";
-    EXPECT_TRUE(thread.Finish(100));
+    EXPECT_TRUE(thread->Finish(100));
+    COsThread::FreeThread(&thread);
 }
 
 TEST(COsThread, ExitCodesOfRunsWithoutCallbackOrObjectAndOf259)
