@@ -83,7 +83,7 @@ TEST(MachineIdentityColumn, ValueBehindFirstColumnNameWithBlanksAndLineEndsRemov
     EXPECT_EQ(value, "kept") << "a failed search leaves the value alone";
 }
 
-TEST(MachineIdentityCompose, JoinsBothValuesIntoTheIdentityText)
+TEST_F(ChildFiles, ComposeJoinsBothValuesAndRunsTheProcessorQueryOnlyAfterTheBoard)
 {
     const ColumnQuery processor = Printing("ProcessorId\\n00FF\\n", "ProcessorId");
     struct {
@@ -100,17 +100,13 @@ TEST(MachineIdentityCompose, JoinsBothValuesIntoTheIdentityText)
     };
     for (const auto& row : rows)
         EXPECT_EQ(identity::ComposeMachineIdentity(row.board, row.processor), row.identity) << row.board.commandLine;
-}
 
-TEST_F(ChildFiles, FailedQueryGivesEmptyTextAndTheProcessorQueryRunsOnlyAfterTheBoard)
-{
+    // A failed board query gives the empty text before the processor query runs.
     const std::string marker = File("processor-ran");
-    const ColumnQuery processor{"touch '" + marker + "'; echo ProcessorId 00FF", "ProcessorId"};
-
-    EXPECT_EQ(identity::ComposeMachineIdentity(Printing("Nothing here\\n", "SerialNumber"), processor), "");
+    const ColumnQuery touching{"touch '" + marker + "'; echo ProcessorId 00FF", "ProcessorId"};
+    EXPECT_EQ(identity::ComposeMachineIdentity(Printing("Nothing here\\n", "SerialNumber"), touching), "");
     EXPECT_FALSE(std::filesystem::exists(marker));
-
-    EXPECT_EQ(identity::ComposeMachineIdentity(Printing("SerialNumber A\\n", "SerialNumber"), processor),
+    EXPECT_EQ(identity::ComposeMachineIdentity(Printing("SerialNumber A\\n", "SerialNumber"), touching),
               "mode:Windows;baseBoardSN:A;processorId:00FF");
     EXPECT_TRUE(std::filesystem::exists(marker));
 }
