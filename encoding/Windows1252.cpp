@@ -67,7 +67,7 @@ size_t Utf16ToWindows1252(const wchar16* text, size_t length, char* target)
     if (target == nullptr) {
         size_t pairs = 0;
         for (size_t i = 0; i + 1 < length; ++i)
-            pairs += IsHighSurrogate(text[i]) & IsLowSurrogate(text[i + 1]);
+            pairs += static_cast<size_t>(IsHighSurrogate(text[i])) & static_cast<size_t>(IsLowSurrogate(text[i + 1]));
         return length - pairs;
     }
     unsigned char* out = reinterpret_cast<unsigned char*>(target);
