@@ -1,6 +1,7 @@
 // COsLog: the port file, the wire as a viewer sees it, filter words, and teardown in every state.
 #include "tests/logging/LogHubFixture.h"
 
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -32,18 +33,17 @@ TEST_F(LogHubTest, PortFileSetsTheBasePortAndBadValuesFallBackTo61234)
 TEST_F(LogHubTest, TakenPortsAreSkippedAllTenTakenFailsWithNetworkAndStartTwiceOpensNothingNew)
 {
     // Ten listening sockets on ten free ports in a row, from the fixture's random base on.
-    std::vector<COsSocket*> squatters;
-    auto freeSquatters = [&squatters] {
-        for (COsSocket*& squatter : squatters)
-            COsSocket::FreeInstance(&squatter);
+    struct Free
+    {
+        void operator()(COsSocket* socket) const { COsSocket::FreeInstance(&socket); }
     };
+    std::vector<std::unique_ptr<COsSocket, Free>> squatters;
     int base = m_basePort;
     for (int port = base; squatters.size() < 10 && port < m_basePort + 200; ++port) {
-        COsSocket* squatter = squatters.emplace_back(COsSocket::CreateInstance());
+        COsSocket* squatter = squatters.emplace_back(COsSocket::CreateInstance()).get();
         if (squatter->Create(eSocketTypeTcp, 0, 0) && squatter->Bind("127.0.0.1", static_cast<unsigned short>(port)) &&
             squatter->Listen())
             continue;
-        freeSquatters();
         squatters.clear();
         base = port + 1;
     }
@@ -56,7 +56,7 @@ TEST_F(LogHubTest, TakenPortsAreSkippedAllTenTakenFailsWithNetworkAndStartTwiceO
     EXPECT_FALSE(hub->IsRunning());
     EXPECT_EQ(COsLog::GetLogOutputPort(), previousPort) << "the port is kept when no bind succeeded";
 
-    COsSocket::FreeInstance(&squatters[9]);
+    squatters[9].reset();
     EXPECT_EQ(StartHub(), base + 9) << "a failed Start can be tried again, and taken ports are skipped";
     ResourceCount afterFirst;
     EXPECT_EQ(hub->Start(), 0);
@@ -64,7 +64,6 @@ TEST_F(LogHubTest, TakenPortsAreSkippedAllTenTakenFailsWithNetworkAndStartTwiceO
     EXPECT_EQ(COsLog::GetLogOutputPort(), base + 9);
     EXPECT_EQ(afterSecond.descriptors, afterFirst.descriptors) << "a second Start opens nothing new";
     EXPECT_EQ(afterSecond.threads, afterFirst.threads);
-    freeSquatters();
 }
 
 TEST_F(LogHubTest, MessagesArriveByteExactInOrderAndEmptyOnesBecomeHeartbeats)

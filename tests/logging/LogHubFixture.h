@@ -10,6 +10,7 @@
 #include <iterator>
 #include <random>
 #include <thread>
+#include <utility>
 
 #include <Veltrane.h>
 
@@ -108,9 +109,8 @@ struct ChildViewer
     // Ends the viewer by ending its input and waits for it; gives its exit status, or -1.
     int Close()
     {
-        int status = input == nullptr ? -1 : pclose(input);
-        input = nullptr;
-        return status;
+        FILE* pipe = std::exchange(input, nullptr);
+        return pipe == nullptr ? -1 : pclose(pipe);
     }
 
     bool Shows(const std::string& text) const
@@ -153,8 +153,7 @@ protected:
     {
         COsLog::FreeInstance();
         std::filesystem::current_path(m_previousDirectory);
-        std::error_code ignored;
-        std::filesystem::remove_all(m_directory, ignored);
+        std::filesystem::remove_all(m_directory);
     }
 
     void WritePortFile(const std::string& content)
