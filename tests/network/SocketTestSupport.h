@@ -25,8 +25,6 @@ namespace veltrane_test {
 struct SocketHolder
 {
     COsSocket* socket = COsSocket::CreateInstance();
-    SocketHolder() = default;
-    SocketHolder(const SocketHolder&) = delete;
     ~SocketHolder() { COsSocket::FreeInstance(&socket); }
     COsSocket* get() const { return socket; }
     COsSocket* operator->() const { return socket; }
