@@ -129,34 +129,26 @@ TEST_F(COsSocketNoSocket, EveryOperationGivesItsResultAndError)
 
 using COsSocketTcp = DescriptorCheckedTest;
 
-TEST_F(COsSocketTcp, CreateRecordsTheTypeAndReplacesAHeldSocket)
+TEST_F(COsSocketTcp, CreateRecordsTheTypeReplacesAHeldSocketAndBindNamesTheLocalAddress)
 {
     SocketHolder socket;
     EXPECT_FALSE(socket->Create(static_cast<ESocketType>(2), 0, 0));
     EXPECT_EQ(2, static_cast<int>(socket->GetSocketType()));
     EXPECT_EQ(-1, socket->Send("x", 1));
     EXPECT_EQ(eSocketErrorInvalid, socket->GetSocketError());
-
-    ASSERT_TRUE(socket->Create(eSocketTypeTcp, 65536, 65536) && socket->Bind("127.0.0.1", 0));
-    EXPECT_NE(0, LocalPort(socket.get()));
+    const std::pair<const char*, const char*> rows[] = {
+        {"LOCALHOST", "0.0.0.0"}, {"localhost", "0.0.0.0"}, {"127.0.0.1", "127.0.0.1"}, {"127.000.000.001", "127.0.0.1"}};
+    for (const auto& [host, local] : rows) {
+        ASSERT_TRUE(socket->Create(eSocketTypeTcp, 65536, 65536) && socket->Bind(host, 0)) << host;
+        const std::string endpoint = Endpoint(socket.get());
+        EXPECT_EQ(local, endpoint.substr(0, endpoint.find(':'))) << host;
+        EXPECT_NE(0, LocalPort(socket.get())) << host;
+    }
     const int descriptors = OpenDescriptorCount();
     ASSERT_TRUE(socket->Create(eSocketTypeUdp, 0, 0));
     EXPECT_EQ(eSocketTypeUdp, socket->GetSocketType());
     EXPECT_EQ(0, LocalPort(socket.get())) << "the new socket is not the bound one";
     EXPECT_EQ(descriptors, OpenDescriptorCount()) << "the earlier socket was closed";
-}
-
-TEST_F(COsSocketTcp, BindNamesAndLocalAddresses)
-{
-    const std::pair<const char*, const char*> rows[] = {
-        {"LOCALHOST", "0.0.0.0"}, {"localhost", "0.0.0.0"}, {"127.0.0.1", "127.0.0.1"}, {"127.000.000.001", "127.0.0.1"}};
-    for (const auto& [host, local] : rows) {
-        CREATED(socket, eSocketTypeTcp);
-        ASSERT_TRUE(socket->Bind(host, 0)) << host;
-        const std::string endpoint = Endpoint(socket.get());
-        EXPECT_EQ(local, endpoint.substr(0, endpoint.find(':'))) << host;
-        EXPECT_NE(0, LocalPort(socket.get()));
-    }
 }
 
 TEST_F(COsSocketTcp, RestartedServerGetsItsPortBackButNeverShared)
@@ -236,7 +228,8 @@ TEST_F(COsSocketTcp, RefusedConnectFillsBothErrorFieldsAndIsAnExceptionOnly)
     if (nonBlocking->GetSocketError() == eSocketErrorWouldBlock) {
         EXPECT_EQ(10035, nonBlocking->GetOriginSocketError());
         std::this_thread::sleep_for(milliseconds(50));  // the refusal arrives
-        EXPECT_EQ(0, COsSocket::IsReadable(nonBlocking.get(), nonBlocking.get(), 500)) << "an exception alone is not readable";
+        EXPECT_EQ(0, COsSocket::IsReadable(nonBlocking.get(), nonBlocking.get(), 500))
+            << "an exception alone is not readable";
         EXPECT_EQ(-1, nonBlocking->IsReady(2000, eSocketStatusWrite)) << "the failure is still there for IsReady";
     }
     EXPECT_EQ(eSocketErrorRefused, nonBlocking->GetSocketError());
@@ -341,7 +334,8 @@ TEST_F(COsSocketTcp, ShutDownFromAnotherThreadEndsWaits)
     ASSERT_TRUE(listener->SetBlocking(false) && pair.client->SetBlocking(false));
     Pair blocking;
     char bytes[2];
-    auto accept = std::async(std::launch::async, [&] { SocketHolder target; return listener->Accept(target.get(), nullptr, 0, nullptr); });
+    SocketHolder target;
+    auto accept = std::async(std::launch::async, [&] { return listener->Accept(target.get(), nullptr, 0, nullptr); });
     auto receive = std::async(std::launch::async, [&] { return pair.client->Receive(&bytes[0], 1, 0); });
     auto timed = std::async(std::launch::async, [&] { return blocking.server->ReceiveWithTimeout(&bytes[1], 1, 60000, 0); });
     std::this_thread::sleep_for(milliseconds(100));

@@ -71,7 +71,8 @@ struct Pair
     {
         EXPECT_TRUE((receiveBuffer == 0 || listener.socket->SetRecvBufferSize(receiveBuffer)) &&
                     client->Create(eSocketTypeTcp, receiveBuffer, sendBuffer) &&
-                    client->Connect("127.0.0.1", listener.port) && listener.socket->Accept(server.get(), nullptr, 0, nullptr));
+                    client->Connect("127.0.0.1", listener.port) &&
+                    listener.socket->Accept(server.get(), nullptr, 0, nullptr));
     }
 };
 
