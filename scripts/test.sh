@@ -41,13 +41,13 @@ build build/test -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVELTRANE_BUILD_BENCH=ON
 run_suite normal build/test
 
 echo "== AddressSanitizer + UndefinedBehaviorSanitizer build"
-build build/asan -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS=-O1 "-DVELTRANE_SANITIZE=address;undefined" -DVELTRANE_BUILD_TOOLS=OFF
+build build/asan -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS=-O1 "-DVELTRANE_SANITIZE=address;undefined"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:strict_string_checks=1 \
 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   run_suite asan-ubsan build/asan
 
 echo "== ThreadSanitizer build (threads, sockets, log hub)"
-build build/tsan -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS=-O1 -DVELTRANE_SANITIZE=thread -DVELTRANE_BUILD_TOOLS=OFF
+build build/tsan -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS=-O1 -DVELTRANE_SANITIZE=thread
 TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 run_suite tsan build/tsan -L tsan
 
 if [ -f fuzz/CMakeLists.txt ] && [ -n "$(ls fuzz/*.cpp 2>/dev/null)" ]; then
