@@ -20,6 +20,38 @@ int EmptyResult(Unit** result)
     return 0;
 }
 
+size_t TextLength(const char* text)
+{
+    return std::strlen(text);
+}
+
+size_t TextLength(const wchar16* text)
+{
+    return encoding::Utf16Length(text);
+}
+
+// The checks that come before every conversion, in their order: null arguments, the length limit,
+// the empty text (which still gets a one-unit buffer). True when the conversion is to go on with
+// `length`; otherwise `status` is the result.
+template <typename Input, typename Output>
+bool PrepareConversion(const Input* text, Output** result, size_t& length, int& status)
+{
+    if (text == nullptr || result == nullptr) {
+        status = OS_ERR_NULL_ARGUMENT;
+        return false;
+    }
+    length = TextLength(text);
+    if (length > kMaxTextUnits) {
+        status = OS_ERR_OUT_OF_RANGE;
+        return false;
+    }
+    if (length == 0) {
+        status = EmptyResult(result);
+        return false;
+    }
+    return true;
+}
+
 // Measures with a null target, allocates exactly the measured size and converts again into it.
 // `convert(target, capacity)` gives the units needed with the terminator, or 0 on failure.
 template <typename Unit, typename Convert>
@@ -70,13 +102,10 @@ unsigned int COsEncoding::GetLangIDValue(const char* codePage)
 
 int COsEncoding::UTF8ToUTF16(const char* text, wchar16** result)
 {
-    if (text == nullptr || result == nullptr)
-        return OS_ERR_NULL_ARGUMENT;
-    size_t length = std::strlen(text);
-    if (length > kMaxTextUnits)
-        return OS_ERR_OUT_OF_RANGE;
-    if (length == 0)
-        return EmptyResult(result);
+    size_t length;
+    int status;
+    if (!PrepareConversion(text, result, length, status))
+        return status;
     return DecodeToResult(encoding::kCodePageUtf8, text, length, result);
 }
 
@@ -87,25 +116,19 @@ int COsEncoding::UTF8ToUnicode(const char* text, wchar16** result)
 
 int COsEncoding::UTF16ToUTF8(const wchar16* text, char** result)
 {
-    if (text == nullptr || result == nullptr)
-        return OS_ERR_NULL_ARGUMENT;
-    size_t length = encoding::Utf16Length(text);
-    if (length > kMaxTextUnits)
-        return OS_ERR_OUT_OF_RANGE;
-    if (length == 0)
-        return EmptyResult(result);
+    size_t length;
+    int status;
+    if (!PrepareConversion(text, result, length, status))
+        return status;
     return EncodeToResult(encoding::kCodePageUtf8, text, length, result);
 }
 
 int COsEncoding::UTF16ToUTF8(const wchar16* text, size_t count, char** result)
 {
-    if (text == nullptr || result == nullptr)
-        return OS_ERR_NULL_ARGUMENT;
-    size_t length = encoding::Utf16Length(text);
-    if (length > kMaxTextUnits)
-        return OS_ERR_OUT_OF_RANGE;
-    if (length == 0)
-        return EmptyResult(result);
+    size_t length;
+    int status;
+    if (!PrepareConversion(text, result, length, status))
+        return status;
     // The count is the caller's word, not clipped to the text: a NUL inside it ends the conversion.
     std::unique_ptr<wchar16[]> prefix(new wchar16[count + 1]());
     std::memcpy(prefix.get(), text, count * sizeof(wchar16));
@@ -124,62 +147,50 @@ int COsEncoding::UnicodeToUTF8(const wchar16* text, size_t count, char** result)
 
 int COsEncoding::UnicodeToAnsi(const wchar16* text, const char* codePage, char** result)
 {
-    if (text == nullptr || result == nullptr)
-        return OS_ERR_NULL_ARGUMENT;
-    size_t length = encoding::Utf16Length(text);
-    if (length > kMaxTextUnits)
-        return OS_ERR_OUT_OF_RANGE;
-    if (length == 0)
-        return EmptyResult(result);
+    size_t length;
+    int status;
+    if (!PrepareConversion(text, result, length, status))
+        return status;
     return EncodeToResult(GetLangIDValue(codePage), text, length, result);
 }
 
 int COsEncoding::AnsiToUnicode(const char* text, const char* codePage, wchar16** result)
 {
-    if (text == nullptr || result == nullptr)
-        return OS_ERR_NULL_ARGUMENT;
-    size_t length = std::strlen(text);
-    if (length > kMaxTextUnits)
-        return OS_ERR_OUT_OF_RANGE;
-    if (length == 0)
-        return EmptyResult(result);
+    size_t length;
+    int status;
+    if (!PrepareConversion(text, result, length, status))
+        return status;
     return DecodeToResult(GetLangIDValue(codePage), text, length, result);
 }
 
 int COsEncoding::UTF8ToAnsi(const char* text, const char* codePage, char** result)
 {
-    if (text == nullptr || result == nullptr)
-        return OS_ERR_NULL_ARGUMENT;
-    size_t length = std::strlen(text);
-    if (length > kMaxTextUnits)
-        return OS_ERR_OUT_OF_RANGE;
-    if (length == 0)
-        return EmptyResult(result);
+    size_t length;
+    int status;
+    if (!PrepareConversion(text, result, length, status))
+        return status;
     wchar16* wide = nullptr;
     if (UTF8ToUTF16(text, &wide) < 0) {
         delete[] wide;
         return OS_ERR_ENCODING;  // whatever the first leg reported
     }
-    int status = UnicodeToAnsi(wide, codePage, result);
+    status = UnicodeToAnsi(wide, codePage, result);
     delete[] wide;
     return status;
 }
 
 int COsEncoding::AnsiToUTF8(const char* text, const char* codePage, char** result)
 {
-    if (text == nullptr || result == nullptr)
-        return OS_ERR_NULL_ARGUMENT;
-    size_t length = std::strlen(text);
-    if (length > kMaxTextUnits)
-        return OS_ERR_OUT_OF_RANGE;
-    if (length == 0)
-        return EmptyResult(result);
+    size_t length;
+    int status;
+    if (!PrepareConversion(text, result, length, status))
+        return status;
     wchar16* wide = nullptr;
     if (AnsiToUnicode(text, codePage, &wide) < 0) {
         delete[] wide;
         return OS_ERR_ENCODING;  // whatever the first leg reported
     }
-    int status = UTF16ToUTF8(wide, result);
+    status = UTF16ToUTF8(wide, result);
     delete[] wide;
     return status;
 }
