@@ -26,11 +26,11 @@ std::string MakeMostlyAscii()
                            "price", "12", "\xE2\x82\xAC", "network", "adapter", "library", "file"};
     std::string text;
     text.reserve(kTextBytes + 64);
-    unsigned seed = 12345;
+    unsigned state = 12345;
     while (text.size() < kTextBytes) {
-        seed = seed * 1103515245u + 12345u;
-        text += words[(seed >> 16) % 16];
-        text += ((seed >> 8) % 11 == 0) ? ".\n" : " ";
+        state = state * 1103515245u + 12345u;
+        text += words[(state >> 16) % 16];
+        text += ((state >> 8) % 11 == 0) ? ".\n" : " ";
     }
     text.resize(kTextBytes);
     while ((static_cast<unsigned char>(text.back()) & 0xC0) == 0x80 || static_cast<unsigned char>(text.back()) >= 0xC0)
@@ -43,11 +43,11 @@ std::string MakeChinese()
 {
     std::string text;
     text.reserve(kTextBytes + 8);
-    unsigned seed = 777;
+    unsigned state = 777;
     while (text.size() + 4 < kTextBytes) {
-        seed = seed * 1103515245u + 12345u;
-        unsigned pick = (seed >> 16) % 64;
-        char32_t character = pick == 0 ? U'\u3002' : pick == 1 ? U'\uFF0C' : 0x4E00 + (seed >> 4) % 0x1000;
+        state = state * 1103515245u + 12345u;
+        unsigned pick = (state >> 16) % 64;
+        char32_t character = pick == 0 ? U'\u3002' : pick == 1 ? U'\uFF0C' : 0x4E00 + (state >> 4) % 0x1000;
         text += static_cast<char>(0xE0 | (character >> 12));
         text += static_cast<char>(0x80 | ((character >> 6) & 0x3F));
         text += static_cast<char>(0x80 | (character & 0x3F));

@@ -24,12 +24,12 @@ for target in "${targets[@]}"; do
   crashes="$build/fuzz-crashes/$name"
   work=$(mktemp -d)
   mkdir -p "$found" "$crashes"
-  seeds=()
-  [ -d "fuzz/corpus/$name" ] && seeds+=("$PWD/fuzz/corpus/$name")
+  corpusDirs=()
+  [ -d "fuzz/corpus/$name" ] && corpusDirs+=("$PWD/fuzz/corpus/$name")
   echo "== $name for ${share}s"
   if ( cd "$work" && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
          "$target" -max_total_time="$share" -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
-         "$found" "${seeds[@]}" ) >"$work/log" 2>&1; then
+         "$found" "${corpusDirs[@]}" ) >"$work/log" 2>&1; then
     tail -n 12 "$work/log"
   else
     status=1
