@@ -15,9 +15,9 @@ const char* const kPages[] = {"GBK", "shift_jis", "big5", "windows-1251", "windo
                               "IBM037", "koi8-r", "iso-8859-7", "GB18030"};
 
 // Lines of random bytes (never NUL, never the line end), each line end on its own.
-std::vector<std::string> RandomByteLines(unsigned seed)
+std::vector<std::string> RandomByteLines(unsigned start)
 {
-    std::mt19937 random(seed);
+    std::mt19937 random(start);
     std::vector<std::string> lines;
     size_t total = 0;
     while (total < 200 * 1024) {
@@ -34,9 +34,9 @@ std::vector<std::string> RandomByteLines(unsigned seed)
 }
 
 // Lines of random characters, with surrogate pairs and lone surrogates among them.
-std::vector<std::u16string> RandomCharacterLines(unsigned seed)
+std::vector<std::u16string> RandomCharacterLines(unsigned start)
 {
-    std::mt19937 random(seed);
+    std::mt19937 random(start);
     std::vector<std::u16string> lines;
     size_t total = 0;
     while (total < 200 * 1024) {
