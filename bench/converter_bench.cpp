@@ -14,9 +14,10 @@
 
 #include <Veltrane.h>
 
+#include "RunPair.h"
+
 namespace {
 
-using Clock = std::chrono::steady_clock;
 
 constexpr size_t kNumberCount = 100000;
 constexpr size_t kByteCount = 1u << 20;
@@ -81,40 +82,10 @@ const std::string& ShortHexText()
     return text;
 }
 
-template <typename Library, typename Alternative>
-void RunPair(benchmark::State& state, Library library, Alternative alternative)
-{
-    double librarySeconds = 0;
-    double alternativeSeconds = 0;
-    double libraryBest = 1e300;
-    double alternativeBest = 1e300;
-    bool libraryFirst = true;
-    for (auto _ : state) {
-        for (int turn = 0; turn < 2; ++turn) {
-            bool runLibrary = (turn == 0) == libraryFirst;
-            Clock::time_point start = Clock::now();
-            if (runLibrary)
-                library();
-            else
-                alternative();
-            double seconds = std::chrono::duration<double>(Clock::now() - start).count();
-            (runLibrary ? librarySeconds : alternativeSeconds) += seconds;
-            double& best = runLibrary ? libraryBest : alternativeBest;
-            best = seconds < best ? seconds : best;
-        }
-        libraryFirst = !libraryFirst;
-    }
-    // The best run of each side is the figure least disturbed by other work on a shared machine.
-    state.counters["library_ms"] = libraryBest * 1000;
-    state.counters["alternative_ms"] = alternativeBest * 1000;
-    state.counters["ratio"] = libraryBest / alternativeBest;
-    state.counters["ratio_mean"] = librarySeconds / alternativeSeconds;
-}
-
 void StringToInt32VersusStrtol(benchmark::State& state)
 {
     const std::vector<std::string>& texts = IntegerTexts();
-    RunPair(
+    bench::RunPair(
         state,
         [&] {
             long long sum = 0;
@@ -141,7 +112,7 @@ void StringToInt32VersusStrtol(benchmark::State& state)
 void StringToDoubleVersusStrtod(benchmark::State& state)
 {
     const std::vector<std::string>& texts = DoubleTexts();
-    RunPair(
+    bench::RunPair(
         state,
         [&] {
             double sum = 0;
@@ -168,7 +139,7 @@ void StringToDoubleVersusStrtod(benchmark::State& state)
 void BytesToHexStringVersusSnprintf(benchmark::State& state)
 {
     const std::vector<unsigned char>& bytes = Bytes();
-    RunPair(
+    bench::RunPair(
         state,
         [&] {
             char* text = nullptr;
@@ -188,7 +159,7 @@ void BytesToHexStringVersusSnprintf(benchmark::State& state)
 void HexStringToBytesVersusSscanf(benchmark::State& state)
 {
     const std::string& text = ShortHexText();
-    RunPair(
+    bench::RunPair(
         state,
         [&] {
             char* bytes = nullptr;
@@ -223,7 +194,7 @@ int HexDigit(char digit)
 void HexStringToBytesVersusHandLoop(benchmark::State& state)
 {
     const std::string& text = HexText();
-    RunPair(
+    bench::RunPair(
         state,
         [&] {
             char* bytes = nullptr;

@@ -11,9 +11,10 @@
 
 #include <Veltrane.h>
 
+#include "RunPair.h"
+
 namespace {
 
-using Clock = std::chrono::steady_clock;
 
 constexpr size_t kTextSize = 10u << 20;
 
@@ -42,41 +43,10 @@ const std::string& Text()
     return text;
 }
 
-// Times library() and alternative() once each per iteration and reports both and their ratio.
-template <typename Library, typename Alternative>
-void RunPair(benchmark::State& state, Library library, Alternative alternative)
-{
-    double librarySeconds = 0;
-    double alternativeSeconds = 0;
-    double libraryBest = 1e300;
-    double alternativeBest = 1e300;
-    bool libraryFirst = true;
-    for (auto _ : state) {
-        for (int turn = 0; turn < 2; ++turn) {
-            bool runLibrary = (turn == 0) == libraryFirst;
-            Clock::time_point start = Clock::now();
-            if (runLibrary)
-                library();
-            else
-                alternative();
-            double seconds = std::chrono::duration<double>(Clock::now() - start).count();
-            (runLibrary ? librarySeconds : alternativeSeconds) += seconds;
-            double& best = runLibrary ? libraryBest : alternativeBest;
-            best = seconds < best ? seconds : best;
-        }
-        libraryFirst = !libraryFirst;
-    }
-    // The best run of each side is the figure least disturbed by other work on a shared machine.
-    state.counters["library_ms"] = libraryBest * 1000;
-    state.counters["alternative_ms"] = alternativeBest * 1000;
-    state.counters["ratio"] = libraryBest / alternativeBest;
-    state.counters["ratio_mean"] = librarySeconds / alternativeSeconds;
-}
-
 void SplitWholeSeparator(benchmark::State& state)
 {
     const std::string& text = Text();
-    RunPair(
+    bench::RunPair(
         state,
         [&] {
             std::vector<std::string> tokens = COsString::Split(text, ",");
@@ -101,7 +71,7 @@ void SplitWholeSeparator(benchmark::State& state)
 void SplitAnyByteDropEmpty(benchmark::State& state)
 {
     const std::string& text = Text();
-    RunPair(
+    bench::RunPair(
         state,
         [&] {
             std::vector<std::string> tokens = COsString::Split(text, ",; \n", true, false);
@@ -128,7 +98,7 @@ void Replace(benchmark::State& state)
     const std::string& text = Text();
     const std::string pattern = "ab";
     const std::string replacement = "<AB>";
-    RunPair(
+    bench::RunPair(
         state,
         [&] {
             std::string replaced = COsString::Replace(text, pattern, replacement);
@@ -153,7 +123,7 @@ void CompareExact(benchmark::State& state)
     const std::string& text = Text();
     std::string other = text;
     other.back() = '!';
-    RunPair(
+    bench::RunPair(
         state, [&] { benchmark::DoNotOptimize(COsString::Compare(text, other, false)); },
         [&] { benchmark::DoNotOptimize(std::strcmp(text.c_str(), other.c_str())); });
 }
@@ -163,7 +133,7 @@ void CompareIgnoringCase(benchmark::State& state)
     const std::string& text = Text();
     std::string other = COsString::ToUpper(text);
     other.back() = '!';
-    RunPair(
+    bench::RunPair(
         state, [&] { benchmark::DoNotOptimize(COsString::Compare(text, other, true)); },
         [&] { benchmark::DoNotOptimize(strcasecmp(text.c_str(), other.c_str())); });
 }
@@ -185,7 +155,7 @@ void TrimEndExact(benchmark::State& state)
 {
     const std::string& text = TextEndingInPatterns();
     const std::string pattern = "aB";
-    RunPair(
+    bench::RunPair(
         state,
         [&] {
             std::string trimmed = COsString::TrimEnd(text, pattern);
@@ -204,7 +174,7 @@ void TrimEndIgnoringCase(benchmark::State& state)
 {
     const std::string& text = TextEndingInPatterns();
     const std::string pattern = "Ab";
-    RunPair(
+    bench::RunPair(
         state,
         [&] {
             std::string trimmed = COsString::TrimEnd(text, pattern, true);
