@@ -9,35 +9,13 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
 
-long long MillisecondsSince(Clock::time_point start)
+bool EntersFromAnotherThread(CMonitoredSection& section)
 {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
-}
-
-// Holds `section` in another thread until `release` comes true; returns once the section is held.
-std::thread HoldIn(CMonitoredSection& section, std::atomic<bool>& release)
-{
-    std::atomic<bool> held{false};
-    std::thread holder([&section, &release, &held] {
-        section.Enter();
-        held = true;
-        while (!release)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        section.Leave();
-    });
-    while (!held)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    return holder;
-}
-
-bool TryEnterFromAnotherThread(CMonitoredSection& section)
-{
-    std::atomic<bool> entered{false};
+    bool entered = false;
     std::thread([&] {
-        entered = section.TryEnter(0);
-        if (entered)
+        if ((entered = section.TryEnter(0)))
             section.Leave();
     }).join();
     return entered;
@@ -45,45 +23,49 @@ bool TryEnterFromAnotherThread(CMonitoredSection& section)
 
 }  // namespace
 
-TEST(CMonitoredSection, OwnerMayReenterAndMustLeaveAsOften)
+TEST(CMonitoredSection, OwnerMayReenterMustLeaveAsOftenAndMayDestroyItWhileInside)
 {
-    CMonitoredSection section;
-    section.Enter();
-    EXPECT_TRUE(section.TryEnter(0));
-    section.Leave();
-    EXPECT_FALSE(TryEnterFromAnotherThread(section)) << "still held once";
-    section.Leave();
-    EXPECT_TRUE(TryEnterFromAnotherThread(section));
+    auto* section = new CMonitoredSection;
+    section->Enter();
+    EXPECT_TRUE(section->TryEnter(0));
+    section->Leave();
+    EXPECT_FALSE(EntersFromAnotherThread(*section)) << "still held once";
+    section->Leave();
+    EXPECT_TRUE(EntersFromAnotherThread(*section));
+    section->Enter();
+    delete section;  // must neither hang nor report under the sanitizers
 }
 
 TEST(CMonitoredSection, TryEnterOnForeignHoldCountsDownInTenMillisecondSteps)
 {
     CMonitoredSection section;
-    std::atomic<bool> release{false};
-    std::thread holder = HoldIn(section, release);
-    Clock::time_point start = Clock::now();
-    EXPECT_FALSE(section.TryEnter(0));
-    EXPECT_LT(MillisecondsSince(start), 9) << "zero returns at once";
-    // 30 ms are three sleeps of 10 ms; 31 counts its last millisecond as a fourth whole step.
-    start = Clock::now();
-    EXPECT_FALSE(section.TryEnter(30));
-    EXPECT_GE(MillisecondsSince(start), 30);
-    start = Clock::now();
-    EXPECT_FALSE(section.TryEnter(31));
-    EXPECT_GE(MillisecondsSince(start), 40);
-
-    // Once the holder leaves, a waiting TryEnter gets in.
-    std::thread releaser([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(30));
-        release = true;
+    std::atomic<int> stage{0};  // 1: the holder is inside; 2: it leaves 30 ms later
+    std::thread holder([&] {
+        section.Enter();
+        for (stage = 1; stage == 1;)
+            std::this_thread::sleep_for(milliseconds(1));
+        std::this_thread::sleep_for(milliseconds(30));
+        section.Leave();
     });
+    while (stage == 0)
+        std::this_thread::sleep_for(milliseconds(1));
+    // 0 returns at once; 30 ms are three sleeps of 10 ms; 31 counts its last millisecond as a fourth step.
+    struct { uint32_t time; long long atLeast, below; } rows[] = {{0, 0, 9}, {30, 30, 1000}, {31, 40, 1000}};
+    for (auto row : rows) {
+        SCOPED_TRACE(row.time);
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_FALSE(section.TryEnter(row.time));
+        const auto elapsed = std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start);
+        EXPECT_GE(elapsed.count(), row.atLeast);
+        EXPECT_LT(elapsed.count(), row.below);
+    }
+    stage = 2;  // a TryEnter that waits gets in once the holder leaves
     EXPECT_TRUE(section.TryEnter(1000));
     section.Leave();
-    releaser.join();
     holder.join();
 }
 
-TEST(CMonitoredSection, ExcludesConcurrentWriters)
+TEST(CMonitoredSection, ExcludesConcurrentWritersThatEnterTwice)
 {
     CMonitoredSection section;
     long long counter = 0;
@@ -97,14 +79,6 @@ TEST(CMonitoredSection, ExcludesConcurrentWriters)
         }
     };
     std::thread first(work), second(work);
-    first.join();
-    second.join();
+    first.join(), second.join();
     EXPECT_EQ(counter, 200000);
-}
-
-TEST(CMonitoredSection, DestroyingWhileInsideReleasesTheLock)
-{
-    auto* section = new CMonitoredSection;
-    section->Enter();
-    delete section;  // must neither hang nor report under the sanitizers
 }
