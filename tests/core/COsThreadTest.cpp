@@ -4,7 +4,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstring>
-#include <string>
 
 #include <Veltrane.h>
 
@@ -26,17 +25,9 @@ bool WaitFor(Condition condition)
     return condition();
 }
 
-std::atomic<int> g_runs{0};
-std::atomic<int> g_closes{0};
+std::atomic<int> g_runs{0}, g_closes{0};
 std::atomic<bool> g_release{false};
 void** g_receivedArgs = nullptr;
-
-void ResetGlobals()
-{
-    g_runs = g_closes = 0;
-    g_release = false;
-    g_receivedArgs = nullptr;
-}
 
 // Runs until the test releases it, sleeping so that a forced end finds a cancellation point.
 void RunUntilReleased()
@@ -44,9 +35,17 @@ void RunUntilReleased()
     for (++g_runs; !g_release;)
         COsThread::Sleep(1);
 }
-
 void CountClose() { ++g_closes; }
 void RecordArgs(void** ppArgs) { g_receivedArgs = ppArgs, ++g_runs; }
+
+// The member-function side of the template: the same records as the free callbacks.
+struct Owner
+{
+    void Work() { ++g_runs; }
+    void WorkWithArgs(void** ppArgs) { RecordArgs(ppArgs); }
+    void Closed() { ++g_closes; }
+    void Spin() { RunUntilReleased(); }
+};
 
 // Exposes the protected state that the contract describes, for the tests to look at.
 class ThreadProbe : public COsThread
@@ -58,14 +57,12 @@ public:
     using COsThread::m_bRunning, COsThread::m_nThreadId, COsThread::m_szName;
     std::atomic<int> m_nRuns{0};
     std::atomic<int64_t> m_nLastWorker{0};
-    std::atomic<bool> m_bHoldRun{false};
 
 protected:
     uint32_t Run() override
     {
         m_nLastWorker = GetCurrentThreadId();
-        for (++m_nRuns; m_bHoldRun;)
-            Sleep(1);
+        ++m_nRuns;
         return m_result;
     }
 
@@ -73,25 +70,10 @@ private:
     uint32_t m_result;
 };
 
-struct Owner
-{
-    void Work() { ++m_nWork; }
-    void WorkWithArgs(void** ppArgs) { m_pArgs = ppArgs, ++m_nWork; }
-    void Closed() { m_bClosed = true; }
-    void Spin()
-    {
-        for (m_bSpinning = true;;)
-            COsThread::Sleep(1);
-    }
-    std::atomic<bool> m_bSpinning{false};
-    std::atomic<int> m_nWork{0};
-    std::atomic<bool> m_bClosed{false};
-    void** m_pArgs = nullptr;
-};
-
 TEST(COsThread, FollowsTheStateTableAndForcesThreadsThatDoNotEnd)
 {
-    ResetGlobals();
+    g_runs = g_closes = 0;
+    g_release = false;
     COsThread* thread = COsThread::CreateThread(&RunUntilReleased, &CountClose);
     EXPECT_TRUE(thread->Finish(100)) << "Finish on an object never started";
     EXPECT_FALSE(thread->IsRunning());
@@ -103,10 +85,9 @@ TEST(COsThread, FollowsTheStateTableAndForcesThreadsThatDoNotEnd)
 
     g_release = true;
     ASSERT_TRUE(WaitFor([&] { return !thread->IsRunning(); }));
-    EXPECT_EQ(g_runs, 1) << "only one thread ran";
     EXPECT_EQ(g_closes, 1);
     EXPECT_FALSE(thread->Start()) << "Ended but not finished";
-    EXPECT_EQ(g_runs, 1);
+    EXPECT_EQ(g_runs, 1) << "only one thread ran";
 
     EXPECT_TRUE(thread->Finish(100));
     EXPECT_TRUE(thread->Start()) << "Finish makes the object Idle again";
@@ -115,7 +96,7 @@ TEST(COsThread, FollowsTheStateTableAndForcesThreadsThatDoNotEnd)
     EXPECT_TRUE(thread->Finish(1000));
     EXPECT_EQ(thread->GetExitCode(), 0u);
 
-    // Finish(0) forces a thread that does not end.
+    // Finish(0) forces a thread that does not end, after one poll and without its close callback.
     g_release = false;
     ASSERT_TRUE(thread->Start());
     ASSERT_TRUE(WaitFor([] { return g_runs == 3; }));
@@ -123,7 +104,7 @@ TEST(COsThread, FollowsTheStateTableAndForcesThreadsThatDoNotEnd)
     EXPECT_FALSE(thread->Finish(0));
     EXPECT_LT(MillisecondsSince(start), 1000);
     EXPECT_FALSE(thread->IsRunning());
-    EXPECT_EQ(g_closes, 2) << "a forced end skips the close callback";
+    EXPECT_EQ(g_closes, 2);
 
     // The forced end leaves the object Idle: it starts a fresh thread, which freeing the running object
     // ends after about 100 ms.
@@ -131,7 +112,7 @@ TEST(COsThread, FollowsTheStateTableAndForcesThreadsThatDoNotEnd)
     ASSERT_TRUE(WaitFor([] { return g_runs == 4; }));
     start = Clock::now();
     COsThread::FreeThread(&thread);
-    long long elapsed = MillisecondsSince(start);
+    const long long elapsed = MillisecondsSince(start);
     EXPECT_EQ(thread, nullptr);
     EXPECT_GE(elapsed, 90);
     EXPECT_LT(elapsed, 1000);
@@ -141,38 +122,47 @@ TEST(COsThread, FollowsTheStateTableAndForcesThreadsThatDoNotEnd)
     COsThread::FreeThread(nullptr);
 }
 
-TEST(COsThread, ArgumentFormPassesThePointerOnceAndThenNull)
+TEST(COsThread, ArgumentFormsPassThePointerOnceAndThenNull)
 {
-    ResetGlobals();
-    COsThread* thread = COsThread::CreateThread(&RecordArgs);
-    void* args[] = {&thread};
-    ASSERT_TRUE(thread->Start(args));
-    ASSERT_TRUE(WaitFor([&] { return g_runs == 1 && !thread->IsRunning(); }));
-    EXPECT_EQ(g_receivedArgs, args);
-    EXPECT_TRUE(thread->Finish(100));
-
-    g_receivedArgs = args;
-    ASSERT_TRUE(thread->Start());
-    ASSERT_TRUE(WaitFor([&] { return g_runs == 2 && !thread->IsRunning(); }));
-    EXPECT_EQ(g_receivedArgs, nullptr) << "the argument of the first run is not reused";
-    EXPECT_TRUE(thread->Finish(100));
-    COsThread::FreeThread(&thread);
-}
-
-TEST(COsThread, ExitCodesOfRunsWithoutCallbackOrObjectAndOf259)
-{
-    ResetGlobals();
-    // Nothing to call: the thread still runs, reports 0x80000000, and the close callback runs.
-    COsThread* withoutCallback = COsThread::CreateThread(static_cast<PFN_THREAD_RUN>(nullptr), &CountClose);
-    COsThread* withoutObject = COsThreadTpl<Owner>::CreateThread(nullptr, &Owner::Work);
-    for (COsThread* thread : {withoutCallback, withoutObject}) {
-        ASSERT_TRUE(thread->Start());
-        ASSERT_TRUE(WaitFor([&] { return !thread->IsRunning(); }));
-        EXPECT_TRUE(thread->Finish(1000));
-        EXPECT_EQ(thread->GetExitCode(), 0x80000000u);
+    Owner owner;
+    COsThread* threads[] = {COsThread::CreateThread(&RecordArgs),
+                            COsThreadTpl<Owner>::CreateThread(&owner, &Owner::WorkWithArgs)};
+    for (COsThread* thread : threads) {
+        g_runs = 0;
+        void* args[] = {thread};
+        for (void** expected : {args, static_cast<void**>(nullptr)}) {
+            SCOPED_TRACE(expected ? "with an argument" : "the run after it");
+            g_receivedArgs = args;  // a run that passes null shows as a change
+            ASSERT_TRUE(expected ? thread->Start(args) : thread->Start());
+            ASSERT_TRUE(WaitFor([&] { return g_runs == (expected ? 1 : 2) && !thread->IsRunning(); }));
+            EXPECT_EQ(g_receivedArgs, expected);
+            EXPECT_TRUE(thread->Finish(100));
+        }
         COsThread::FreeThread(&thread);
     }
-    EXPECT_EQ(g_closes, 1);
+}
+
+TEST(COsThread, ExitCodesAndCloseCallsOfEveryFormAndOf259)
+{
+    Owner owner;
+    // Nothing to call: the thread still runs and reports 0x80000000; a close callback still runs, a close
+    // member only with its object.
+    struct { COsThread* thread; uint64_t exitCode; int runs, closes; } rows[] = {
+        {COsThreadTpl<Owner>::CreateThread(&owner, &Owner::Work, &Owner::Closed), 0, 1, 1},
+        {COsThread::CreateThread(static_cast<PFN_THREAD_RUN>(nullptr), &CountClose), 0x80000000u, 0, 1},
+        {COsThreadTpl<Owner>::CreateThread(nullptr, &Owner::Work, &Owner::Closed), 0x80000000u, 0, 0},
+    };
+    for (auto& row : rows) {
+        SCOPED_TRACE(&row - rows);
+        g_runs = g_closes = 0;
+        ASSERT_TRUE(row.thread->Start());
+        ASSERT_TRUE(WaitFor([&] { return !row.thread->IsRunning(); }));
+        EXPECT_TRUE(row.thread->Finish(1000));
+        EXPECT_EQ(row.thread->GetExitCode(), row.exitCode);
+        EXPECT_EQ(g_runs, row.runs);
+        EXPECT_EQ(g_closes, row.closes);
+        COsThread::FreeThread(&row.thread);
+    }
 
     // 259 is the host's "still active": a thread that ended with it would look alive for ever, and
     // Finish would have to force it.
@@ -182,48 +172,35 @@ TEST(COsThread, ExitCodesOfRunsWithoutCallbackOrObjectAndOf259)
     still.m_bRunning = true;  // with the flag set, IsRunning asks the host for the thread's exit code
     EXPECT_TRUE(WaitFor([&] { return !still.IsRunning(); }));
     still.m_bRunning = false;
-    EXPECT_EQ(still.GetExitCode(), 259u);
     EXPECT_TRUE(still.Finish(100)) << "the thread ended by itself";
     EXPECT_EQ(still.GetExitCode(), 259u) << "the exit code survives Finish";
 }
 
-TEST(COsThread, NameAndIdentityAndPriorityStoredBeforeStartAndAppliedByIt)
-{
-    ThreadProbe thread(0, false);
-    ThreadProbe other(0, false);
-    EXPECT_EQ(std::strlen(thread.m_szName), 36u);
-    EXPECT_STRNE(thread.m_szName, other.m_szName);
-    EXPECT_EQ(thread.GetPriority(), PRIORITY_NORMAL);
-    thread.SetPriority(PRIORITY_LOWEST);
-
-    thread.m_bHoldRun = true;
-    ASSERT_TRUE(thread.Start());
-    ASSERT_TRUE(WaitFor([&] { return thread.m_nRuns == 1; }));
-    EXPECT_EQ(static_cast<int64_t>(thread.m_nThreadId), thread.m_nLastWorker.load());
-    EXPECT_NE(thread.m_nLastWorker.load(), COsThread::GetCurrentThreadId());
-    EXPECT_EQ(thread.GetPriority(), PRIORITY_LOWEST) << "read back from the running thread";
-
-    // Lowering is always allowed and reads back as itself; raising needs privilege: refused, the
-    // thread keeps its level, granted it reads back as asked.
-    for (EThreadPriority level : {PRIORITY_BELOW_NORMAL, PRIORITY_LOWEST_EXTENDED, PRIORITY_IDLE,
-                                  PRIORITY_ABOVE_NORMAL, PRIORITY_HIGHEST, PRIORITY_TIME_CRITICAL}) {
-        EThreadPriority before = thread.GetPriority();
-        thread.SetPriority(level);
-        EThreadPriority after = thread.GetPriority();
-        EXPECT_TRUE(after == level || (level < PRIORITY_NORMAL && after == before)) << level;
-    }
-    thread.m_bHoldRun = false;
-    EXPECT_TRUE(thread.Finish(1000));
-}
-
-TEST(COsThread, ResidentWorkerRunsAgainOnEachStartAndEndsOnShutDownOrDestruction)
+TEST(COsThread, ResidentWorkerTakesItsStoredPriorityRunsAgainOnEachStartAndEndsOnShutDownOrDestruction)
 {
     Clock::time_point start;
     {
-        ThreadProbe worker(5, true);
+        ThreadProbe worker(5, true), other(0, false);
+        EXPECT_EQ(std::strlen(worker.m_szName), 36u);
+        EXPECT_STRNE(worker.m_szName, other.m_szName);
+        EXPECT_EQ(worker.GetPriority(), PRIORITY_NORMAL);
+        worker.SetPriority(PRIORITY_LOWEST);
+
         ASSERT_TRUE(worker.Start());  // the controlling thread now holds the gate
         ASSERT_TRUE(WaitFor([&] { return worker.m_nRuns == 1 && !worker.IsRunning(); }));
-        int64_t firstWorker = worker.m_nLastWorker;
+        const int64_t firstWorker = worker.m_nLastWorker;
+        EXPECT_EQ(static_cast<int64_t>(worker.m_nThreadId), firstWorker);
+        EXPECT_NE(firstWorker, COsThread::GetCurrentThreadId());
+        EXPECT_EQ(worker.GetPriority(), PRIORITY_LOWEST) << "read back from the waiting thread";
+        // Lowering is always allowed and reads back as itself; raising needs privilege: refused, the
+        // thread keeps its level, granted it reads back as asked.
+        for (EThreadPriority level : {PRIORITY_BELOW_NORMAL, PRIORITY_LOWEST_EXTENDED, PRIORITY_IDLE,
+                                      PRIORITY_ABOVE_NORMAL, PRIORITY_HIGHEST, PRIORITY_TIME_CRITICAL}) {
+            const EThreadPriority before = worker.GetPriority();
+            worker.SetPriority(level);
+            const EThreadPriority after = worker.GetPriority();
+            EXPECT_TRUE(after == level || (level < PRIORITY_NORMAL && after == before)) << level;
+        }
         EXPECT_FALSE(worker.Finish(100)) << "Finish refuses a resident object";
         EXPECT_TRUE(worker.TryEnter(0)) << "the holder of the gate enters again";
         worker.Leave();
@@ -232,13 +209,12 @@ TEST(COsThread, ResidentWorkerRunsAgainOnEachStartAndEndsOnShutDownOrDestruction
         ASSERT_TRUE(WaitFor([&] { return worker.m_nRuns == 2 && !worker.IsRunning(); }));
         EXPECT_EQ(worker.m_nLastWorker.load(), firstWorker) << "the same thread outlives its runs";
         EXPECT_EQ(worker.GetExitCode(), 5u);
-        EXPECT_EQ(worker.m_nRuns, 2) << "the gate holds the worker between starts";
 
         start = Clock::now();
         worker.ShutDown();
         EXPECT_LT(MillisecondsSince(start), 200);
         EXPECT_FALSE(worker.IsRunning());
-        EXPECT_EQ(worker.m_nRuns, 2);
+        EXPECT_EQ(worker.m_nRuns, 2) << "the gate held the worker between starts, and ShutDown runs nothing";
 
         // After ShutDown the object is Idle: Start makes a new worker, which runs at once and then
         // waits at the gate until the destructor ends it.
@@ -249,36 +225,19 @@ TEST(COsThread, ResidentWorkerRunsAgainOnEachStartAndEndsOnShutDownOrDestruction
     EXPECT_LT(MillisecondsSince(start), 1000);
 }
 
-TEST(COsThreadTpl, CallsMemberFunctionsInEveryForm)
+TEST(COsThreadTpl, DeletingARunningObjectEndsItsThreadBeforeItsMemberPartGoes)
 {
+    g_runs = g_closes = 0;
+    g_release = false;
     Owner owner;
-    COsThreadTpl<Owner>* plain = COsThreadTpl<Owner>::CreateThread(&owner, &Owner::Work, &Owner::Closed);
-    ASSERT_TRUE(plain->Start());
-    ASSERT_TRUE(WaitFor([&] { return owner.m_bClosed.load(); }));
-    EXPECT_TRUE(plain->Finish(1000));
-    EXPECT_EQ(owner.m_nWork, 1);
-    EXPECT_EQ(plain->GetExitCode(), 0u);
-    delete plain;
-
-    void* args[] = {&owner};
-    COsThreadTpl<Owner>* withArgs = COsThreadTpl<Owner>::CreateThread(&owner, &Owner::WorkWithArgs);
-    ASSERT_TRUE(withArgs->Start(args));
-    ASSERT_TRUE(WaitFor([&] { return owner.m_nWork == 2 && !withArgs->IsRunning(); }));
-    EXPECT_EQ(owner.m_pArgs, args);
-    EXPECT_TRUE(withArgs->Finish(100));
-    COsThread* base = withArgs;
-    COsThread::FreeThread(&base);
-
-    // Deleting a running template object ends its thread before the member-calling part goes.
-    Owner spinner;
-    COsThreadTpl<Owner>* spinning = COsThreadTpl<Owner>::CreateThread(&spinner, &Owner::Spin, &Owner::Closed);
+    COsThreadTpl<Owner>* spinning = COsThreadTpl<Owner>::CreateThread(&owner, &Owner::Spin, &Owner::Closed);
     ASSERT_TRUE(spinning->Start());
-    ASSERT_TRUE(WaitFor([&] { return spinner.m_bSpinning.load(); }));
-    Clock::time_point start = Clock::now();
+    ASSERT_TRUE(WaitFor([&] { return g_runs == 1; }));
+    const Clock::time_point start = Clock::now();
     delete spinning;
     EXPECT_GE(MillisecondsSince(start), 90);
     EXPECT_LT(MillisecondsSince(start), 1000);
-    EXPECT_FALSE(spinner.m_bClosed) << "a forced end runs no close member";
+    EXPECT_EQ(g_closes, 0) << "a forced end runs no close member";
 }
 
 }  // namespace
