@@ -6,11 +6,7 @@
 
 #include <Veltrane.h>
 
-namespace {
-
-const char kSampleFileName[] = "libveltrane_sample.so";
-
-}  // namespace
+constexpr char kSampleFileName[] = "libveltrane_sample.so";
 
 TEST(COsLibrary, LoadsByAbsoluteNameAndFindsItsFunction)
 {
@@ -25,27 +21,22 @@ TEST(COsLibrary, LoadsByAbsoluteNameAndFindsItsFunction)
     EXPECT_EQ(COsLibrary::GetProcAddr(library, "veltrane_sample_missing"), nullptr);
     EXPECT_EQ(COsLibrary::GetErrorNo(), 127);
     EXPECT_TRUE(COsLibrary::FreeLib(library));
+    EXPECT_TRUE(COsLibrary::FreeLib(nullptr));
 }
 
-TEST(COsLibrary, RelativeNameIsTakenFromTheLibraryDirectoryNotTheCurrentOne)
+TEST(COsLibrary, RelativeNameIsTakenFromTheLibraryDirectoryNotTheCurrentOneOrTheHostSearch)
 {
     const std::filesystem::path previous = std::filesystem::current_path();
     std::filesystem::current_path(std::filesystem::temp_directory_path());
-
     HINSTANCE library = COsLibrary::LoadLib(kSampleFileName);
+    std::filesystem::current_path(previous);
     ASSERT_NE(library, nullptr);
     EXPECT_NE(COsLibrary::GetProcAddr(library, "veltrane_sample_answer"), nullptr);
     EXPECT_TRUE(COsLibrary::FreeLib(library));
 
     // A name the host's own search would find (the C library) is not searched for.
-    EXPECT_EQ(COsLibrary::LoadLib("libc.so.6"), nullptr);
-    EXPECT_EQ(COsLibrary::GetErrorNo(), 126);
-    std::filesystem::current_path(previous);
-}
-
-TEST(COsLibrary, MissingLibraryGivesNullAndNullHandleFreesTrue)
-{
-    EXPECT_EQ(COsLibrary::LoadLib("/nonexistent-veltrane-dir/libnothing.so"), nullptr);
-    EXPECT_EQ(COsLibrary::GetErrorNo(), 126);
-    EXPECT_TRUE(COsLibrary::FreeLib(nullptr));
+    for (const char* missing : {"libc.so.6", "/nonexistent-veltrane-dir/libnothing.so"}) {
+        EXPECT_EQ(COsLibrary::LoadLib(missing), nullptr) << missing;
+        EXPECT_EQ(COsLibrary::GetErrorNo(), 126) << missing;
+    }
 }
