@@ -8,6 +8,7 @@
 #include "encoding/CodePageConversion.h"
 #include "encoding/CodePageTable.h"
 #include "encoding/Utf8Utf16.h"
+#include "platform/memory.h"
 
 namespace {
 
@@ -52,6 +53,15 @@ bool PrepareConversion(const Input* text, Output** result, size_t& length, int& 
     return true;
 }
 
+// A result buffer of `units` units, not cleared: every conversion writes each unit, terminator included.
+template <typename Unit>
+std::unique_ptr<Unit[]> NewResultBuffer(size_t units)
+{
+    std::unique_ptr<Unit[]> buffer(new Unit[units]);
+    platform::PrepareLargeWrite(buffer.get(), units * sizeof(Unit));
+    return buffer;
+}
+
 // Measures with a null target, allocates exactly the measured size and converts again into it.
 // `convert(target, capacity)` gives the units needed with the terminator, or 0 on failure.
 template <typename Unit, typename Convert>
@@ -60,8 +70,7 @@ int ConvertInTwoPasses(Convert convert, Unit** result)
     size_t needed = convert(nullptr, 0);
     if (needed < 1 || needed > static_cast<size_t>(INT_MAX))
         return OS_ERR_ENCODING;
-    // The writing pass fills every unit, terminator included, so the buffer is not cleared first.
-    std::unique_ptr<Unit[]> buffer(new Unit[needed]);
+    std::unique_ptr<Unit[]> buffer = NewResultBuffer<Unit>(needed);
     if (convert(buffer.get(), needed) != needed) {
         *result = nullptr;
         return OS_ERR_ENCODING;
@@ -77,6 +86,23 @@ int DecodeToResult(unsigned codePage, const char* text, size_t length, wchar16**
             return encoding::DecodeCodePage(codePage, text, length, target, capacity);
         },
         result);
+}
+
+// Well-formed UTF-8, nearly every text, is measured by counting its lead bytes, several times faster than
+// decoding it; the writing pass confirms the count by finding no ill-formed sequence. A text that holds
+// one, whose replacement characters that count does not know, is measured by decoding.
+int DecodeUtf8ToResult(const char* text, size_t length, wchar16** result)
+{
+    size_t needed = encoding::Utf16UnitsIfWellFormed(text, length) + 1;
+    if (needed <= static_cast<size_t>(INT_MAX)) {
+        std::unique_ptr<wchar16[]> buffer = NewResultBuffer<wchar16>(needed);
+        if (encoding::WellFormedUtf8ToUtf16(text, length, buffer.get(), needed)) {
+            buffer[needed - 1] = 0;
+            *result = buffer.release();
+            return static_cast<int>(needed);
+        }
+    }
+    return DecodeToResult(encoding::kCodePageUtf8, text, length, result);
 }
 
 int EncodeToResult(unsigned codePage, const wchar16* text, size_t length, char** result)
@@ -106,7 +132,7 @@ int COsEncoding::UTF8ToUTF16(const char* text, wchar16** result)
     int status;
     if (!PrepareConversion(text, result, length, status))
         return status;
-    return DecodeToResult(encoding::kCodePageUtf8, text, length, result);
+    return DecodeUtf8ToResult(text, length, result);
 }
 
 int COsEncoding::UTF8ToUnicode(const char* text, wchar16** result)

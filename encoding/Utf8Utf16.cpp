@@ -13,12 +13,6 @@ namespace {
 
 constexpr char16_t kReplacement = 0xFFFD;
 
-void Widen8(const unsigned char* in, char16_t* out)
-{
-    for (int i = 0; i < 8; ++i)
-        out[i] = in[i];
-}
-
 void Widen(const unsigned char* in, size_t count, char16_t* out)
 {
     for (size_t i = 0; i < count; ++i)
@@ -78,56 +72,113 @@ size_t DecodeSequence(const unsigned char* in, const unsigned char* end, uint32_
     return used;
 }
 
-template <bool Write>
+// The code point of the three-byte form in the low three bytes of `bytes` (the first byte lowest), or 0
+// when those bytes are not a well-formed three-byte form.
+uint32_t ThreeByteForm(uint64_t bytes)
+{
+    uint32_t value = static_cast<uint32_t>(((bytes & 0x0F) << 12) | ((bytes & 0x3F00) >> 2) | ((bytes >> 16) & 0x3F));
+    bool shaped = (bytes & 0xC0C0F0) == 0x8080E0;
+    bool wellFormed = shaped & (value >= 0x800) & ((value & 0xF800) != 0xD800);
+    return wellFormed ? value : 0;
+}
+
+// True when the low six bytes of `bytes` (the first byte lowest) are two three-byte forms whose leads take
+// any continuation bytes: E0 (overlong below U+0800) and ED (surrogates) limit theirs and go the careful way.
+bool TwoPlainThreeByteForms(uint64_t bytes)
+{
+    bool shaped = (bytes & 0xC0C0F0C0C0F0) == 0x8080E08080E0;
+    unsigned leads = (1u << (bytes & 0x0F)) | (1u << ((bytes >> 24) & 0x0F));
+    return shaped & ((leads & 0x2001) == 0);
+}
+
+// Writes the code points of the two three-byte forms of TwoPlainThreeByteForms.
+void WriteTwoThreeByteForms(uint64_t bytes, char16_t* out)
+{
+    out[0] = static_cast<char16_t>(((bytes & 0x0F) << 12) | ((bytes >> 2) & 0x0FC0) | ((bytes >> 16) & 0x3F));
+    out[1] = static_cast<char16_t>(((bytes >> 12) & 0xF000) | ((bytes >> 26) & 0x0FC0) | ((bytes >> 40) & 0x3F));
+}
+
+// What a decoding pass does: count the units, write them, or write them while the text stays well formed.
+enum class Pass { Count, Write, WriteWellFormed };
+
+constexpr size_t kIllFormed = ~size_t{0};
+
+template <Pass P>
 size_t DecodeUtf8(const unsigned char* in, size_t length, char16_t* out, size_t capacity)
 {
+    constexpr bool write = P != Pass::Count;
     const unsigned char* end = in + length;
     size_t produced = 0;
     while (in < end) {
         unsigned lead = *in;
         if (lead < 0x80) {
-            // An ASCII run goes eight bytes at a time; a word that holds another byte gives its ASCII head.
-            while (end - in >= 8) {
-                uint64_t high = Load8(in) & kHighBits;
-                size_t ascii = high ? FirstMarkedLane(high, 8) : 8;
-                if (Write) {
-                    if (produced + 8 <= capacity)
-                        Widen8(in, out + produced);  // the bytes past the head are written over later
-                    else
-                        Widen(in, ascii, out + produced);
-                }
+            // An ASCII run goes sixteen bytes at a time; a block that holds another byte gives its ASCII head.
+            while (end - in >= 16) {
+                size_t ascii = AsciiHead16(in);
+                if (write && produced + 16 <= capacity)
+                    Widen16(in, out + produced);  // the units past the head are written over later
+                else if (write)
+                    Widen(in, ascii, out + produced);
                 in += ascii;
                 produced += ascii;
-                if (ascii < 8)
+                if (ascii < 16)
                     break;
             }
             while (in < end && *in < 0x80) {
-                if (Write)
+                if (write)
                     out[produced] = *in;
                 ++in;
                 ++produced;
             }
             continue;
         }
-        // Three-byte forms carry most non-Latin text: take a well-formed one without the general decoder.
-        if ((lead & 0xF0) == 0xE0 && end - in >= 3 && (in[1] & 0xC0) == 0x80 && (in[2] & 0xC0) == 0x80) {
-            uint32_t value = ((lead & 0x0Fu) << 12) | ((in[1] & 0x3Fu) << 6) | (in[2] & 0x3Fu);
-            if (value >= 0x800 && (value < 0xD800 || value > 0xDFFF)) {
-                if (Write)
+        // Two- and three-byte forms carry most non-ASCII text: take a well-formed one without the general decoder.
+        if ((lead & 0xF0) == 0xE0) {
+            // Chinese, Japanese and Korean text is long runs of three-byte forms: take them two at a time.
+            // Chinese, Japanese and Korean text is long runs of three-byte forms: take them four at a time.
+            const unsigned char* start = in;
+            while (end - in >= 14) {
+                uint64_t first = LoadLittle8(in);
+                uint64_t second = LoadLittle8(in + 6);
+                if (!(TwoPlainThreeByteForms(first) & TwoPlainThreeByteForms(second)))
+                    break;
+                if (write) {
+                    WriteTwoThreeByteForms(first, out + produced);
+                    WriteTwoThreeByteForms(second, out + produced + 2);
+                }
+                in += 12;
+                produced += 4;
+            }
+            if (in != start)
+                continue;
+            uint32_t value = end - in >= 3 ? ThreeByteForm(in[0] | (in[1] << 8) | (in[2] << 16)) : 0;
+            if (value != 0) {
+                if (write)
                     out[produced] = static_cast<char16_t>(value);
                 ++produced;
                 in += 3;
                 continue;
             }
+        } else if (lead >= 0xC2 && lead < 0xE0 && end - in >= 2 && (in[1] & 0xC0) == 0x80) {
+            if (write)
+                out[produced] = static_cast<char16_t>(((lead & 0x1Fu) << 6) | (in[1] & 0x3Fu));
+            ++produced;
+            in += 2;
+            continue;
         }
         uint32_t codePoint;
-        in += DecodeSequence(in, end, codePoint);
+        size_t used = DecodeSequence(in, end, codePoint);
+        // The fast forms above take every well-formed sequence but the four-byte ones, so a replacement
+        // here always stands for an ill-formed sequence.
+        if (P == Pass::WriteWellFormed && codePoint == kReplacement)
+            return kIllFormed;
+        in += used;
         if (codePoint < 0x10000) {
-            if (Write)
+            if (write)
                 out[produced] = static_cast<char16_t>(codePoint);
             ++produced;
         } else {
-            if (Write) {
+            if (write) {
                 out[produced] = static_cast<char16_t>(0xD800 + ((codePoint - 0x10000) >> 10));
                 out[produced + 1] = static_cast<char16_t>(0xDC00 + (codePoint & 0x3FF));
             }
@@ -137,6 +188,25 @@ size_t DecodeUtf8(const unsigned char* in, size_t length, char16_t* out, size_t 
     return produced;
 }
 
+// The sum of the eight byte-wide counters of a word.
+size_t SumOfByteCounters(uint64_t counters)
+{
+    counters = (counters & 0x00FF00FF00FF00FFull) + ((counters >> 8) & 0x00FF00FF00FF00FFull);
+    return static_cast<size_t>((counters * 0x0001000100010001ull) >> 48);
+}
+
+// True when the unit is written as a three-byte form of its own: U+0800 and above, but not a surrogate.
+bool EncodesInThreeBytes(unsigned unit)
+{
+    return (unit >= 0x800) & ((unit & 0xF800) != 0xD800);
+}
+
+// The three-byte form of such a unit, its first byte lowest.
+uint64_t ThreeByteFormOf(uint64_t unit)
+{
+    return 0x8080E0 | (unit >> 12) | ((unit << 2) & 0x3F00) | ((unit << 16) & 0x3F0000);
+}
+
 size_t EncodeUtf8(const char16_t* in, size_t length, unsigned char* out, size_t capacity)
 {
     const char16_t* end = in + length;
@@ -144,28 +214,16 @@ size_t EncodeUtf8(const char16_t* in, size_t length, unsigned char* out, size_t 
     while (in < end) {
         uint32_t unit = *in;
         if (unit < 0x80) {
-            // An ASCII run goes four units at a time; a word that holds another unit gives its ASCII head.
-            while (end - in >= 8 && produced + 8 <= capacity) {
-                uint64_t first = Load8(in);
-                uint64_t second = Load8(in + 4);
-                if ((first | second) & kUnitHighBits)
-                    break;
-                Narrow4(first, out + produced);
-                Narrow4(second, out + produced + 4);
-                in += 8;
-                produced += 8;
-            }
-            while (end - in >= 4) {
-                uint64_t word = Load8(in);
-                uint64_t high = word & kUnitHighBits;
-                size_t ascii = high ? FirstMarkedLane(high, 16) : 4;
-                if (produced + 4 <= capacity)
-                    Narrow4(word, out + produced);  // the units past the head are written over later
+            // An ASCII run goes sixteen units at a time; a block that holds another unit gives its ASCII head.
+            while (end - in >= 16) {
+                size_t ascii = AsciiHead16(in);
+                if (produced + 16 <= capacity)
+                    Narrow16(in, out + produced);  // the bytes past the head are written over later
                 else
                     Narrow(in, ascii, out + produced);
                 in += ascii;
                 produced += ascii;
-                if (ascii < 4)
+                if (ascii < 16)
                     break;
             }
             while (in < end && *in < 0x80) {
@@ -175,6 +233,19 @@ size_t EncodeUtf8(const char16_t* in, size_t length, unsigned char* out, size_t 
             }
             continue;
         }
+        // Chinese, Japanese and Korean text is long runs of three-byte forms: write them four at a time,
+        // as two words of which the second overwrites the spare bytes of the first.
+        const char16_t* start = in;
+        while (end - in >= 4 && produced + 14 <= capacity && EncodesInThreeBytes(in[0]) &
+                                                              EncodesInThreeBytes(in[1]) & EncodesInThreeBytes(in[2]) &
+                                                              EncodesInThreeBytes(in[3])) {
+            StoreLittle8(ThreeByteFormOf(in[0]) | (ThreeByteFormOf(in[1]) << 24), out + produced);
+            StoreLittle8(ThreeByteFormOf(in[2]) | (ThreeByteFormOf(in[3]) << 24), out + produced + 6);
+            in += 4;
+            produced += 12;
+        }
+        if (in != start)
+            continue;
         ++in;
         if (unit < 0x800) {
             out[produced] = static_cast<unsigned char>(0xC0 | (unit >> 6));
@@ -211,16 +282,22 @@ size_t CountUtf8(const char16_t* in, size_t length)
     if (length == 0)
         return 0;
     size_t bytes = length;
-    size_t pairs = 0;
     size_t last = length - 1;
-    for (size_t i = 0; i < last; ++i) {
-        unsigned unit = in[i];
-        unsigned next = in[i + 1];
-        bytes += (unit >= 0x80) + (unit >= 0x800);
-        pairs += ((unit & 0xFC00) == 0xD800) & ((next & 0xFC00) == 0xDC00);
+    // Blocks short enough for 16-bit counters, which let the compiler count eight units per vector step.
+    constexpr size_t kBlock = 0x4000;
+    for (size_t start = 0; start < last; start += kBlock) {
+        size_t stop = last - start < kBlock ? last : start + kBlock;
+        uint16_t extra = 0, pairs = 0;
+        for (size_t i = start; i < stop; ++i) {
+            unsigned unit = in[i];
+            unsigned next = in[i + 1];
+            extra += (unit >= 0x80) + (unit >= 0x800);
+            pairs += ((unit & 0xFC00) == 0xD800) & ((next & 0xFC00) == 0xDC00);
+        }
+        bytes += extra - 2 * size_t{pairs};
     }
     bytes += (in[last] >= 0x80) + (in[last] >= 0x800);
-    return bytes - 2 * pairs;
+    return bytes;
 }
 
 }  // namespace
@@ -228,7 +305,38 @@ size_t CountUtf8(const char16_t* in, size_t length)
 size_t Utf8ToUtf16(const char* text, size_t length, wchar16* target, size_t capacity)
 {
     const unsigned char* bytes = reinterpret_cast<const unsigned char*>(text);
-    return target ? DecodeUtf8<true>(bytes, length, target, capacity) : DecodeUtf8<false>(bytes, length, nullptr, 0);
+    if (target == nullptr)
+        return DecodeUtf8<Pass::Count>(bytes, length, nullptr, 0);
+    return DecodeUtf8<Pass::Write>(bytes, length, target, capacity);
+}
+
+size_t Utf16UnitsIfWellFormed(const char* text, size_t length)
+{
+    // A unit per byte but the continuation bytes (10xxxxxx) and a second one per byte from 0xF0, counted a
+    // word at a time in byte-wide counters that are summed before they can overflow.
+    const unsigned char* in = reinterpret_cast<const unsigned char*>(text);
+    size_t units = length;
+    size_t words = length / 8;
+    while (words > 0) {
+        size_t batch = words < 255 ? words : 255;
+        uint64_t continuations = 0, fourByteLeads = 0;
+        for (size_t i = 0; i < batch; ++i, in += 8) {
+            uint64_t bytes = Load8(in);
+            continuations += (bytes & ~(bytes << 1) & kHighBits) >> 7;
+            fourByteLeads += (bytes & (bytes << 1) & (bytes << 2) & (bytes << 3) & kHighBits) >> 7;
+        }
+        units = units - SumOfByteCounters(continuations) + SumOfByteCounters(fourByteLeads);
+        words -= batch;
+    }
+    for (size_t i = 0; i < length % 8; ++i)
+        units = units - ((in[i] & 0xC0) == 0x80) + (in[i] >= 0xF0);
+    return units;
+}
+
+bool WellFormedUtf8ToUtf16(const char* text, size_t length, wchar16* target, size_t capacity)
+{
+    const unsigned char* bytes = reinterpret_cast<const unsigned char*>(text);
+    return DecodeUtf8<Pass::WriteWellFormed>(bytes, length, target, capacity) != kIllFormed;
 }
 
 size_t Utf16ToUtf8(const wchar16* text, size_t length, char* target, size_t capacity)

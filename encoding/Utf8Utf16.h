@@ -13,6 +13,15 @@ namespace encoding {
 // gives one U+FFFD, and decoding goes on with the byte that broke it.
 size_t Utf8ToUtf16(const char* text, size_t length, wchar16* target, size_t capacity);
 
+// The number of UTF-16 units of `length` bytes of UTF-8, found without decoding them; exact when the
+// bytes are well formed, and then much faster than counting with Utf8ToUtf16.
+size_t Utf16UnitsIfWellFormed(const char* text, size_t length);
+
+// Decodes well-formed UTF-8 as Utf8ToUtf16 does, into a `target` of `capacity` units, at least
+// Utf16UnitsIfWellFormed of the text. At the first ill-formed sequence it stops, before writing past that
+// count, and gives false; the units written so far are then of no use.
+bool WellFormedUtf8ToUtf16(const char* text, size_t length, wchar16* target, size_t capacity);
+
 // Encodes `length` UTF-16 units as UTF-8 into `target` (nullptr: only counts) and gives the number of bytes;
 // `capacity` as above.
 // A lone surrogate becomes U+FFFD.

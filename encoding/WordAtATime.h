@@ -17,6 +17,25 @@ inline uint64_t Load8(const void* from)
     return word;
 }
 
+// Eight bytes as a number whose lowest byte is the first in memory, whatever the host's byte order.
+inline uint64_t LoadLittle8(const void* from)
+{
+    uint64_t word = Load8(from);
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+    word = __builtin_bswap64(word);
+#endif
+    return word;
+}
+
+// Stores `word` as eight bytes, its lowest byte first in memory, whatever the host's byte order.
+inline void StoreLittle8(uint64_t word, void* to)
+{
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+    word = __builtin_bswap64(word);
+#endif
+    std::memcpy(to, &word, sizeof word);
+}
+
 // The index of the first lane (in memory order) of `bits` lanes wide that has a bit set in `marks`.
 inline size_t FirstMarkedLane(uint64_t marks, unsigned bits)
 {
@@ -34,6 +53,51 @@ inline void Narrow4(uint64_t word, unsigned char* out)
     uint32_t packed = static_cast<uint32_t>((word & 0xFF) | ((word >> 8) & 0xFF00) | ((word >> 16) & 0xFF0000) |
                                             ((word >> 24) & 0xFF000000));
     std::memcpy(out, &packed, sizeof packed);
+}
+
+// The number of ASCII bytes at the start of the sixteen at `in`.
+inline size_t AsciiHead16(const unsigned char* in)
+{
+    uint64_t first = Load8(in) & kHighBits;
+    uint64_t second = Load8(in + 8) & kHighBits;
+    if ((first | second) == 0)
+        return 16;
+    return first ? FirstMarkedLane(first, 8) : 8 + FirstMarkedLane(second, 8);
+}
+
+// The number of ASCII units at the start of the sixteen at `in`.
+inline size_t AsciiHead16(const char16_t* in)
+{
+    uint64_t words[4];
+    std::memcpy(words, in, sizeof words);
+    if (((words[0] | words[1] | words[2] | words[3]) & kUnitHighBits) == 0)
+        return 16;
+    size_t word = 0;
+    while ((words[word] & kUnitHighBits) == 0)
+        ++word;
+    return 4 * word + FirstMarkedLane(words[word] & kUnitHighBits, 16);
+}
+
+// Sixteen bytes to sixteen units and back, through local blocks that cannot overlap, so that the compiler
+// makes each a few vector instructions.
+inline void Widen16(const unsigned char* in, char16_t* out)
+{
+    unsigned char bytes[16];
+    char16_t units[16];
+    std::memcpy(bytes, in, sizeof bytes);
+    for (int i = 0; i < 16; ++i)
+        units[i] = bytes[i];
+    std::memcpy(out, units, sizeof units);
+}
+
+inline void Narrow16(const char16_t* in, unsigned char* out)
+{
+    char16_t units[16];
+    unsigned char bytes[16];
+    std::memcpy(units, in, sizeof units);
+    for (int i = 0; i < 16; ++i)
+        bytes[i] = static_cast<unsigned char>(units[i]);
+    std::memcpy(out, bytes, sizeof bytes);
 }
 
 }  // namespace encoding
