@@ -1,10 +1,8 @@
-// Helpers of the socket tests: owned objects, loopback listeners and pairs, and the private network.
+// Helpers of the socket tests: owned objects, loopback listeners and pairs, endpoints and test data.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -29,6 +27,11 @@ struct SocketHolder
     COsSocket* get() const { return socket; }
     COsSocket* operator->() const { return socket; }
 };
+
+// A socket of `type` from Create, asserted to have been made.
+#define CREATED(holder, type) \
+    SocketHolder holder;      \
+    ASSERT_TRUE(holder->Create(type, 0, 0))
 
 // A test that fails when it leaves a descriptor open.
 struct DescriptorCheckedTest : ::testing::Test
@@ -86,25 +89,6 @@ inline std::vector<char> Pattern(size_t size)
     for (uint32_t i = 0, state = 0x12345678; i < size; ++i)
         data[i] = static_cast<char>((state = state * 1664525u + 1013904223u) >> 24);
     return data;
-}
-
-// The private network: loopback up with multicast, plus an address whose subnet has a broadcast address,
-// all in a network namespace of its own, from which no packet can leave the machine.
-constexpr const char* kPrivateBroadcast = "10.77.0.255";
-constexpr const char* kPrivateNetworkVariable = "VELTRANE_PRIVATE_NETWORK";
-
-// Runs the tests of `filter` (disabled ones, so that no ordinary run starts them) in this test binary
-// inside a fresh private network namespace, and expects them to pass. Skips where no namespace can be made.
-inline void RunInPrivateNetwork(const std::string& filter)
-{
-    const std::string setup = "unshare --net --map-root-user sh -c 'ip link set lo up && ip link set lo multicast on && "
-                              "ip addr add 10.77.0.1/24 brd 10.77.0.255 dev lo && ip route add 224.0.0.0/4 dev lo";
-    if (std::system((setup + "' >/dev/null 2>&1").c_str()) != 0)
-        GTEST_SKIP() << "no private network namespace here (needs unshare --net with user namespaces, and ip)";
-    const std::string command = setup + " && exec env " + kPrivateNetworkVariable +
-                                "=1 \"$0\" --gtest_also_run_disabled_tests --gtest_filter=\"$1\"' '" +
-                                std::filesystem::read_symlink("/proc/self/exe").string() + "' '" + filter + "'";
-    EXPECT_EQ(0, std::system(command.c_str())) << command;
 }
 
 }  // namespace veltrane_test
