@@ -82,20 +82,26 @@ uint32_t ThreeByteForm(uint64_t bytes)
     return wellFormed ? value : 0;
 }
 
-// True when the low six bytes of `bytes` (the first byte lowest) are two three-byte forms whose leads take
-// any continuation bytes: E0 (overlong below U+0800) and ED (surrogates) limit theirs and go the careful way.
-bool TwoPlainThreeByteForms(uint64_t bytes)
+// The code points of the two three-byte forms in the low six bytes of `bytes` (the first byte lowest), as
+// the low and the high half of the result; 0 unless both are well formed with leads that take any
+// continuation bytes (E0, which limits them against overlong forms, and ED, against surrogates, do not).
+uint32_t TwoPlainThreeByteForms(uint64_t bytes)
 {
+    uint32_t forms = static_cast<uint32_t>(((bytes & 0x0F) << 12) | ((bytes >> 2) & 0x0FC0) | ((bytes >> 16) & 0x3F) |
+                                           ((bytes << 4) & 0xF0000000) | ((bytes >> 10) & 0x0FC00000) |
+                                           ((bytes >> 24) & 0x003F0000));
     bool shaped = (bytes & 0xC0C0F0C0C0F0) == 0x8080E08080E0;
-    unsigned leads = (1u << (bytes & 0x0F)) | (1u << ((bytes >> 24) & 0x0F));
-    return shaped & ((leads & 0x2001) == 0);
+    // The leads' low nibbles, now the top nibble of each half, must be neither 0 nor D: adding F carries
+    // into bit 4 exactly when a nibble is not 0.
+    uint32_t leads = (forms >> 12) & 0x000F000F;
+    uint32_t plain = (leads + 0x000F000F) & ((leads ^ 0x000D000D) + 0x000F000F) & 0x00100010;
+    return shaped & (plain == 0x00100010) ? forms : 0;
 }
 
-// Writes the code points of the two three-byte forms of TwoPlainThreeByteForms.
-void WriteTwoThreeByteForms(uint64_t bytes, char16_t* out)
+void WriteTwoForms(uint32_t forms, char16_t* out)
 {
-    out[0] = static_cast<char16_t>(((bytes & 0x0F) << 12) | ((bytes >> 2) & 0x0FC0) | ((bytes >> 16) & 0x3F));
-    out[1] = static_cast<char16_t>(((bytes >> 12) & 0xF000) | ((bytes >> 26) & 0x0FC0) | ((bytes >> 40) & 0x3F));
+    out[0] = static_cast<char16_t>(forms & 0xFFFF);
+    out[1] = static_cast<char16_t>(forms >> 16);
 }
 
 // What a decoding pass does: count the units, write them, or write them while the text stays well formed.
@@ -138,13 +144,13 @@ size_t DecodeUtf8(const unsigned char* in, size_t length, char16_t* out, size_t 
             // Chinese, Japanese and Korean text is long runs of three-byte forms: take them four at a time.
             const unsigned char* start = in;
             while (end - in >= 14) {
-                uint64_t first = LoadLittle8(in);
-                uint64_t second = LoadLittle8(in + 6);
-                if (!(TwoPlainThreeByteForms(first) & TwoPlainThreeByteForms(second)))
+                uint32_t first = TwoPlainThreeByteForms(LoadLittle8(in));
+                uint32_t second = TwoPlainThreeByteForms(LoadLittle8(in + 6));
+                if ((first == 0) | (second == 0))
                     break;
                 if (write) {
-                    WriteTwoThreeByteForms(first, out + produced);
-                    WriteTwoThreeByteForms(second, out + produced + 2);
+                    WriteTwoForms(first, out + produced);
+                    WriteTwoForms(second, out + produced + 2);
                 }
                 in += 12;
                 produced += 4;
@@ -283,18 +289,20 @@ size_t CountUtf8(const char16_t* in, size_t length)
         return 0;
     size_t bytes = length;
     size_t last = length - 1;
-    // Blocks short enough for 16-bit counters, which let the compiler count eight units per vector step.
+    // Blocks short enough for a 16-bit counter, and 16-bit arithmetic throughout, let the compiler count
+    // eight units per vector step.
     constexpr size_t kBlock = 0x4000;
     for (size_t start = 0; start < last; start += kBlock) {
         size_t stop = last - start < kBlock ? last : start + kBlock;
-        uint16_t extra = 0, pairs = 0;
+        uint16_t extra = 0;  // at most two per unit, and exact modulo 2^16 on the way
         for (size_t i = start; i < stop; ++i) {
-            unsigned unit = in[i];
-            unsigned next = in[i + 1];
-            extra += (unit >= 0x80) + (unit >= 0x800);
-            pairs += ((unit & 0xFC00) == 0xD800) & ((next & 0xFC00) == 0xDC00);
+            uint16_t unit = in[i];
+            uint16_t next = in[i + 1];
+            uint16_t pair = (static_cast<uint16_t>(unit & 0xFC00) == 0xD800) &
+                            (static_cast<uint16_t>(next & 0xFC00) == 0xDC00);
+            extra = static_cast<uint16_t>(extra + (unit >= 0x80) + (unit >= 0x800) - 2 * pair);
         }
-        bytes += extra - 2 * size_t{pairs};
+        bytes += extra;
     }
     bytes += (in[last] >= 0x80) + (in[last] >= 0x800);
     return bytes;

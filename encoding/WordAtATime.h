@@ -68,14 +68,14 @@ inline size_t AsciiHead16(const unsigned char* in)
 // The number of ASCII units at the start of the sixteen at `in`.
 inline size_t AsciiHead16(const char16_t* in)
 {
-    uint64_t words[4];
-    std::memcpy(words, in, sizeof words);
-    if (((words[0] | words[1] | words[2] | words[3]) & kUnitHighBits) == 0)
+    uint64_t marks[4] = {Load8(in) & kUnitHighBits, Load8(in + 4) & kUnitHighBits, Load8(in + 8) & kUnitHighBits,
+                         Load8(in + 12) & kUnitHighBits};
+    if ((marks[0] | marks[1] | marks[2] | marks[3]) == 0)
         return 16;
     size_t word = 0;
-    while ((words[word] & kUnitHighBits) == 0)
+    while (marks[word] == 0)
         ++word;
-    return 4 * word + FirstMarkedLane(words[word] & kUnitHighBits, 16);
+    return 4 * word + FirstMarkedLane(marks[word], 16);
 }
 
 // Sixteen bytes to sixteen units and back, through local blocks that cannot overlap, so that the compiler
