@@ -201,10 +201,14 @@ size_t SumOfByteCounters(uint64_t counters)
     return static_cast<size_t>((counters * 0x0001000100010001ull) >> 48);
 }
 
-// True when the unit is written as a three-byte form of its own: U+0800 and above, but not a surrogate.
-bool EncodesInThreeBytes(unsigned unit)
+// True when each of the four units in `units` is written as a three-byte form of its own: U+0800 and
+// above, but not a surrogate. Each unit's top five bits must be neither 0 nor 11011: adding 11111 carries
+// into bit 5 exactly when they are not 0.
+bool FourThreeByteUnits(uint64_t units)
 {
-    return (unit >= 0x800) & ((unit & 0xF800) != 0xD800);
+    uint64_t top = (units >> 11) & 0x001F001F001F001Full;
+    uint64_t plain = (top + 0x001F001F001F001Full) & ((top ^ 0x001B001B001B001Bull) + 0x001F001F001F001Full);
+    return (plain & 0x0020002000200020ull) == 0x0020002000200020ull;
 }
 
 // The three-byte form of such a unit, its first byte lowest.
@@ -242,9 +246,7 @@ size_t EncodeUtf8(const char16_t* in, size_t length, unsigned char* out, size_t 
         // Chinese, Japanese and Korean text is long runs of three-byte forms: write them four at a time,
         // as two words of which the second overwrites the spare bytes of the first.
         const char16_t* start = in;
-        while (end - in >= 4 && produced + 14 <= capacity && EncodesInThreeBytes(in[0]) &
-                                                              EncodesInThreeBytes(in[1]) & EncodesInThreeBytes(in[2]) &
-                                                              EncodesInThreeBytes(in[3])) {
+        while (end - in >= 4 && produced + 14 <= capacity && FourThreeByteUnits(Load8(in))) {
             StoreLittle8(ThreeByteFormOf(in[0]) | (ThreeByteFormOf(in[1]) << 24), out + produced);
             StoreLittle8(ThreeByteFormOf(in[2]) | (ThreeByteFormOf(in[3]) << 24), out + produced + 6);
             in += 4;
