@@ -1,6 +1,6 @@
-// UTF-8 <-> UTF-16 with the replacement rules of the library. Mostly-ASCII text is the common case, so
-// runs of ASCII are checked and converted a machine word at a time; a counting pass shares the code of the writing pass,
-// which is what keeps the measured size and the written size equal.
+// UTF-8 <-> UTF-16 with the replacement rules of the library. Runs of ASCII go sixteen at a time and runs
+// of three-byte forms four at a time; a counting pass shares the code of the writing pass, which keeps the
+// measured size and the written size equal, and well-formed UTF-8 is measured without decoding at all.
 #include "encoding/Utf8Utf16.h"
 
 #include "encoding/WordAtATime.h"
@@ -140,7 +140,6 @@ size_t DecodeUtf8(const unsigned char* in, size_t length, char16_t* out, size_t 
         }
         // Two- and three-byte forms carry most non-ASCII text: take a well-formed one without the general decoder.
         if ((lead & 0xF0) == 0xE0) {
-            // Chinese, Japanese and Korean text is long runs of three-byte forms: take them two at a time.
             // Chinese, Japanese and Korean text is long runs of three-byte forms: take them four at a time.
             const unsigned char* start = in;
             while (end - in >= 14) {
