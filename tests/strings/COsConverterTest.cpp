@@ -166,24 +166,37 @@ TEST(COsConverterToString, DoubleTrimsZerosThenPoint)
     EXPECT_EQ(COsConverter::Int64ToString(1234567890123LL), "1234567890123");
 }
 
-TEST(COsConverterHex, SeparatorStandsBehindEveryByteAndNullDataLeavesTheOutParameter)
+TEST(COsConverterHex, EveryByteInCapitalsWithTheSeparatorBehindItLastOneTooAndBackAgain)
 {
-    const unsigned char bytes[] = {0xAB, 0x01};
-    struct Row { const char* separator; size_t count; const char* expected; };
-    const Row rows[] = {{"::", 2, "AB::01::"}, {"", 2, "AB01"}, {nullptr, 2, "AB01"}, {":", 0, ""}};
-    for (const Row& row : rows) {
+    unsigned char bytes[256];
+    for (int value = 0; value < 256; ++value)
+        bytes[value] = static_cast<unsigned char>(value);
+    for (const char* separator : {":", "--", "", static_cast<const char*>(nullptr)}) {
+        const std::string behind = separator == nullptr ? "" : separator;
+        const size_t width = 2 + behind.size();
         char* text = nullptr;
-        EXPECT_EQ(COsConverter::BytesToHexString(bytes, row.count, row.separator, &text),
-                  static_cast<int64_t>(std::strlen(row.expected)));
-        EXPECT_STREQ(text, row.expected);
+        char* back = nullptr;
+        ASSERT_EQ(COsConverter::BytesToHexString(bytes, sizeof bytes, separator, &text), static_cast<int64_t>(width * 256));
+        EXPECT_EQ(std::string(text + 0x0A * width, width), "0A" + behind);
+        EXPECT_EQ(std::string(text + 0xFF * width), "FF" + behind);
+        EXPECT_EQ(COsConverter::BytesToHexString(bytes, sizeof bytes, separator), text);
+        EXPECT_EQ(COsConverter::HexStringToBytes(text, width * 256, separator, &back), 256) << behind;
+        ASSERT_NE(back, nullptr);
+        EXPECT_EQ(std::memcmp(back, bytes, sizeof bytes), 0) << behind;
+        EXPECT_EQ(back[256], '\0');
+        delete[] back;
         delete[] text;
-        EXPECT_EQ(COsConverter::BytesToHexString(bytes, row.count, row.separator), row.expected);
     }
+    // The forms without a separator put a space behind every byte; no byte gives an empty text.
     char* text = nullptr;
-    EXPECT_EQ(COsConverter::BytesToHexString(bytes, 2, &text), 6);
-    EXPECT_STREQ(text, "AB 01 ");
+    EXPECT_EQ(COsConverter::BytesToHexString(bytes + 0xAB, 2, &text), 6);
+    EXPECT_STREQ(text, "AB AC ");
     delete[] text;
-    EXPECT_EQ(COsConverter::BytesToHexString(bytes, 2), "AB 01 ");
+    EXPECT_EQ(COsConverter::BytesToHexString(bytes + 0xAB, 2), "AB AC ");
+    EXPECT_EQ(COsConverter::BytesToHexString(bytes, 0, ":", &text), 0);
+    EXPECT_STREQ(text, "");
+    delete[] text;
+    EXPECT_EQ(COsConverter::BytesToHexString(bytes, 0, ":"), "");
 
     char sentinel[] = "held";
     text = sentinel;
@@ -194,25 +207,6 @@ TEST(COsConverterHex, SeparatorStandsBehindEveryByteAndNullDataLeavesTheOutParam
     EXPECT_EQ(text, sentinel);
     EXPECT_EQ(COsConverter::BytesToHexString(nullptr, 3), "");
     EXPECT_EQ(COsConverter::BytesToHexString(nullptr, 3, ":"), "");
-}
-
-TEST(COsConverterHex, EveryByteValueSurvivesTheRoundTripWithEachSeparator)
-{
-    unsigned char bytes[256];
-    for (int value = 0; value < 256; ++value)
-        bytes[value] = static_cast<unsigned char>(value);
-    for (const char* separator : {" ", ":", "--", ""}) {
-        char* text = nullptr;
-        char* back = nullptr;
-        int64_t length = COsConverter::BytesToHexString(bytes, sizeof bytes, separator, &text);
-        ASSERT_EQ(length, static_cast<int64_t>((2 + std::strlen(separator)) * 256));
-        EXPECT_EQ(COsConverter::HexStringToBytes(text, static_cast<size_t>(length), separator, &back), 256) << separator;
-        ASSERT_NE(back, nullptr);
-        EXPECT_EQ(std::memcmp(back, bytes, sizeof bytes), 0) << separator;
-        EXPECT_EQ(back[256], '\0');
-        delete[] back;
-        delete[] text;
-    }
 }
 
 TEST(COsConverterHex, TokensMustBeTwoCharactersStartingWithADigit)
