@@ -29,15 +29,12 @@ TEST(COsStringCompare, ExactBytesGiveMinusOneZeroOrOneAsUnsignedWithinTheCount)
         {"abcX", "abcY", 0, 0},
         {"ab", "abc", 100, -1},
     };
+    auto compare = [](const auto& first, const auto& second, size_t count) {
+        return count == kNoCount ? COsString::Compare(first, second, false) : COsString::Compare(first, second, count, false);
+    };
     for (const Row& row : rows) {
-        const std::string first(row.first), second(row.second);
-        if (row.count == kNoCount) {
-            EXPECT_EQ(COsString::Compare(row.first, row.second, false), row.expected) << row.first << " / " << row.second;
-            EXPECT_EQ(COsString::Compare(first, second, false), row.expected) << row.first << " / " << row.second;
-        } else {
-            EXPECT_EQ(COsString::Compare(row.first, row.second, row.count, false), row.expected) << row.first << " " << row.count;
-            EXPECT_EQ(COsString::Compare(first, second, row.count, false), row.expected) << row.first << " " << row.count;
-        }
+        EXPECT_EQ(compare(row.first, row.second, row.count), row.expected) << row.first << " / " << row.second << " " << row.count;
+        EXPECT_EQ(compare(std::string(row.first), std::string(row.second), row.count), row.expected) << row.first << " / " << row.second;
     }
     // A NUL inside a standard string ends its text.
     EXPECT_EQ(COsString::Compare(std::string("ab\0c", 4), std::string("ab"), false), 0);
