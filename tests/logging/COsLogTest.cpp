@@ -2,45 +2,20 @@
 #include "tests/logging/LogHubFixture.h"
 
 #include <memory>
-#include <utility>
 #include <vector>
 
 namespace loghub_test {
-namespace {
 
-TEST(COsLogPort, IsMinusOneBeforeAnyStart)
+// The port reads -1 only in a process where no bind has succeeded yet, so this case comes first.
+TEST_F(LogHubTest, PortFileSetsTheBaseTakenPortsAreSkippedAndAllTenTakenFailsKeepingThePort)
 {
-    // Only meaningful in a process where no hub has started yet: each test runs as its own process.
-    EXPECT_FALSE(COsLog::GetInstance()->IsRunning());
-    EXPECT_EQ(COsLog::GetLogOutputPort(), -1);
-    COsLog::FreeInstance();
-}
-
-TEST_F(LogHubTest, PortFileSetsTheBasePortAndBadValuesFallBackTo61234)
-{
-    const std::pair<const char*, int> rows[] = {
-        {"0", 61234}, {"-1", 61234}, {"65526", 61234}, {"not a number", 61234}, {"", 61234}, {"65525", 65525},
-    };
-    for (const auto& [content, base] : rows) {
-        WritePortFile(content);
-        int port = StartHub();
-        EXPECT_TRUE(port >= base && port < base + 10) << '"' << content << "\" gave port " << port;
-        COsLog::FreeInstance();
-    }
-    EXPECT_GE(COsLog::GetLogOutputPort(), 65525) << "the port is not reset at teardown";
-}
-
-TEST_F(LogHubTest, TakenPortsAreSkippedAllTenTakenFailsWithNetworkAndStartTwiceOpensNothingNew)
-{
+    EXPECT_EQ(COsLog::GetLogOutputPort(), -1) << "before any bind";
     // Ten listening sockets on ten free ports in a row, from the fixture's random base on.
-    struct Free
-    {
-        void operator()(COsSocket* socket) const { COsSocket::FreeInstance(&socket); }
-    };
-    std::vector<std::unique_ptr<COsSocket, Free>> squatters;
+    std::vector<std::unique_ptr<COsSocket, void (*)(COsSocket*)>> squatters;
     int base = m_basePort;
     for (int port = base; squatters.size() < 10 && port < m_basePort + 200; ++port) {
-        COsSocket* squatter = squatters.emplace_back(COsSocket::CreateInstance()).get();
+        COsSocket* squatter =
+            squatters.emplace_back(COsSocket::CreateInstance(), [](COsSocket* socket) { COsSocket::FreeInstance(&socket); }).get();
         if (squatter->Create(eSocketTypeTcp, 0, 0) && squatter->Bind("127.0.0.1", static_cast<unsigned short>(port)) &&
             squatter->Listen())
             continue;
@@ -50,76 +25,65 @@ TEST_F(LogHubTest, TakenPortsAreSkippedAllTenTakenFailsWithNetworkAndStartTwiceO
     ASSERT_EQ(squatters.size(), 10u);
     WritePortFile(std::to_string(base));
 
-    int previousPort = COsLog::GetLogOutputPort();
     COsLog* hub = COsLog::GetInstance();
     EXPECT_EQ(hub->Start(), OS_ERR_NETWORK);
     EXPECT_FALSE(hub->IsRunning());
-    EXPECT_EQ(COsLog::GetLogOutputPort(), previousPort) << "the port is kept when no bind succeeded";
-
+    EXPECT_EQ(COsLog::GetLogOutputPort(), -1) << "the port is kept when no bind succeeded";
     squatters[9].reset();
     EXPECT_EQ(StartHub(), base + 9) << "a failed Start can be tried again, and taken ports are skipped";
     ResourceCount afterFirst;
     EXPECT_EQ(hub->Start(), 0);
     ResourceCount afterSecond;
-    EXPECT_EQ(COsLog::GetLogOutputPort(), base + 9);
-    EXPECT_EQ(afterSecond.descriptors, afterFirst.descriptors) << "a second Start opens nothing new";
-    EXPECT_EQ(afterSecond.threads, afterFirst.threads);
+    EXPECT_EQ(std::make_pair(afterSecond.descriptors, afterSecond.threads),
+              std::make_pair(afterFirst.descriptors, afterFirst.threads)) << "a second Start opens nothing new";
+    COsLog::FreeInstance();
+
+    const std::pair<const char*, int> rows[] = {
+        {"0", 61234}, {"-1", 61234}, {"65526", 61234}, {"not a number", 61234}, {"", 61234}, {"65525", 65525},
+    };
+    for (const auto& [content, rowBase] : rows) {
+        WritePortFile(content);
+        int port = StartHub();
+        EXPECT_TRUE(port >= rowBase && port < rowBase + 10) << '"' << content << "\" gave port " << port;
+        COsLog::FreeInstance();
+    }
+    EXPECT_GE(COsLog::GetLogOutputPort(), 65525) << "the port is not reset at teardown";
 }
 
-TEST_F(LogHubTest, MessagesArriveByteExactInOrderAndEmptyOnesBecomeHeartbeats)
+TEST_F(LogHubTest, ViewerGetsMessagesByteExactInOrderHeartbeatsWhenIdleAndWhatItsFilterWordsLetThrough)
 {
+    ResourceCount baseline;
     int port = StartHub();
     COsLog* hub = COsLog::GetInstance();
     hub->LogMsgPush("pushed before any viewer\r\n");
     hub->LogMsgPush(nullptr);
     EXPECT_EQ(hub->LogMsgPoll(), "") << "without a viewer nothing is queued";
-
-    RawViewer viewer(port);
-    ASSERT_TRUE(viewer.AwaitHeartbeat());
-    const std::string binary("\x01\x7f\x80\xff \t\r\n", 8);
-    hub->LogMsgPush("first\r\n");
-    hub->WriteLogToPort(binary.c_str());
-    hub->LogMsgPush("");
-    hub->LogMsgPush("bell\x07inside");
-    std::string expected = "first\r\n" + binary + "\x07" + "bell\x07inside";
-    EXPECT_EQ(viewer.ReadBytes(expected.size()), expected);
-    EXPECT_EQ(viewer.ReadBytes(1, milliseconds(300)), "") << "nothing else, and the early message never came";
-}
-
-TEST_F(LogHubTest, IdleViewerGetsAHeartbeatAboutEveryThreeSecondsAndTheHubStillEndsQuickly)
-{
-    ResourceCount baseline;
-    int port = StartHub();
     {
         RawViewer viewer(port);
         ASSERT_TRUE(viewer.AwaitHeartbeat());
+        const std::string binary("\x01\x7f\x80\xff \t\r\n", 8);
+        for (const char* message : {"first\r\n", binary.c_str(), "", "bell\x07inside"})
+            hub->WriteLogToPort(message);
+        std::string expected = "first\r\n" + binary + "\x07" + "bell\x07inside";  // the empty message as a heartbeat
+        EXPECT_EQ(viewer.ReadBytes(expected.size()), expected);
+        // Nothing else comes, the early message least of all, until the heartbeat about 3 s after the last send.
         Clock::time_point start = Clock::now();
         EXPECT_EQ(viewer.ReadBytes(1, milliseconds(5000)), "\x07");
         long long interval = MillisecondsSince(start);
         EXPECT_TRUE(interval >= 2500 && interval <= 4500) << interval << " ms";
-    }
-    EndHubLeakingNothing(baseline, 0);  // the viewer has just gone and the hub has not noticed yet
-}
 
-TEST_F(LogHubTest, FilterWordsNarrowToggleAndAreClearedByTheNextConnection)
-{
-    int port = StartHub();
-    COsLog* hub = COsLog::GetInstance();
-    {
-        RawViewer viewer(port);
-        ASSERT_TRUE(viewer.AwaitHeartbeat());
         auto sendWord = [&viewer](const std::string& word) {
             viewer.socket->Send(word.data(), static_cast<unsigned int>(word.size()));
             std::this_thread::sleep_for(milliseconds(150));  // until the hub has surely read it on its own
         };
         sendWord("abc");
         sendWord(std::string("def\0ignored after the NUL", 26));
+        // The next regular heartbeat is about 3 s away; a dropped message leaves an empty queue: one at once.
+        hub->LogMsgPush("no match|");
+        EXPECT_EQ(viewer.ReadBytes(1, milliseconds(1000)), "\x07");
         for (const char* message : {"xxdefxx|", "ABC|", "ignored|", "zabcz|"})
             hub->LogMsgPush(message);
         EXPECT_EQ(viewer.ReadMessages(14), "xxdefxx|zabcz|");
-        viewer.ReadBytes(16, milliseconds(200));  // whatever heartbeats came meanwhile
-        hub->LogMsgPush("no match|");
-        EXPECT_EQ(viewer.ReadBytes(1, milliseconds(1000)), "\x07") << "a dropped message leaves an empty queue: heartbeat";
 
         sendWord("abc");  // the same word again switches it off
         hub->LogMsgPush("zabcz|");
@@ -130,11 +94,13 @@ TEST_F(LogHubTest, FilterWordsNarrowToggleAndAreClearedByTheNextConnection)
         hub->LogMsgPush("ABC|");
         EXPECT_EQ(viewer.ReadMessages(4), "ABC|");
     }
-    RawViewer next(port);
-    ASSERT_TRUE(next.AwaitHeartbeat());
-    hub->LogMsgPush("ignored|");
-    EXPECT_EQ(next.ReadMessages(8), "ignored|") << "a new connection starts without filters";
+    {
+        RawViewer next(port);
+        ASSERT_TRUE(next.AwaitHeartbeat());
+        hub->LogMsgPush("ignored|");
+        EXPECT_EQ(next.ReadMessages(8), "ignored|") << "a new connection starts without filters";
+    }
+    EndHubLeakingNothing(baseline, 0);  // the viewer has just gone and the hub may not have noticed yet
 }
 
-}  // namespace
 }  // namespace loghub_test
