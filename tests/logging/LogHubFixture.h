@@ -53,12 +53,11 @@ inline void EndHubLeakingNothing(const ResourceCount& baseline, int ownSockets)
     COsLog::FreeInstance();
     EXPECT_LT(MillisecondsSince(start), 1000) << "FreeInstance was held up";
     ResourceCount now;
-    WaitFor([&] {
+    EXPECT_TRUE(WaitFor([&] {
         now = ResourceCount();
         return now.descriptors <= baseline.descriptors + ownSockets && now.threads <= baseline.threads;
-    }, milliseconds(3000), milliseconds(10));
-    EXPECT_LE(now.descriptors, baseline.descriptors + ownSockets) << "descriptors leaked";
-    EXPECT_LE(now.threads, baseline.threads) << "threads leaked";
+    }, milliseconds(3000), milliseconds(10))) << "leaked " << now.descriptors - baseline.descriptors - ownSockets
+                                              << " descriptors and " << now.threads - baseline.threads << " threads";
 }
 
 // A viewer made of one COsSocket, which sees the wire exactly as the hub writes it.
@@ -100,9 +99,8 @@ struct ChildViewer
 {
     ChildViewer(const std::filesystem::path& file, int port) : outputFile(file)
     {
-        std::string command = std::string("exec '") + VELTRANE_LOGVIEWER_PATH + "' 127.0.0.1 " + std::to_string(port) +
-                              " > '" + outputFile.string() + "' 2>&1";
-        input = popen(command.c_str(), "w");
+        input = popen((std::string("exec '") + VELTRANE_LOGVIEWER_PATH + "' 127.0.0.1 " + std::to_string(port) + " > '" +
+                       outputFile.string() + "' 2>&1").c_str(), "w");
     }
     ~ChildViewer() { Close(); }
 
@@ -113,23 +111,23 @@ struct ChildViewer
         return pipe == nullptr ? -1 : pclose(pipe);
     }
 
-    bool Shows(const std::string& text) const
+    // Whether the viewer's output shows `text` within `limit` (a zero limit looks once).
+    bool Shows(const std::string& text, milliseconds limit = milliseconds(5000)) const
     {
-        std::ifstream file(outputFile, std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(file), {}).find(text) != std::string::npos;
+        return WaitFor([&] {
+            std::ifstream file(outputFile, std::ios::binary);
+            return std::string(std::istreambuf_iterator<char>(file), {}).find(text) != std::string::npos;
+        }, limit);
     }
-    bool WaitForOutput(const std::string& text) const { return WaitFor([&] { return Shows(text); }, milliseconds(5000)); }
 
     // Pushes `message` until the viewer shows it: the viewer's connect can come a moment before the hub has
     // accepted, and until then the hub drops what is pushed.
     bool PushUntilShown(const std::string& message)
     {
         return input != nullptr && WaitFor([&] {
-            bool shown = Shows(message);
-            if (!shown)
-                COsLog::GetInstance()->LogMsgPush(message.c_str());
-            return shown;
-        }, milliseconds(10000), milliseconds(50));
+            COsLog::GetInstance()->LogMsgPush(message.c_str());
+            return Shows(message, milliseconds(100));
+        }, milliseconds(10000), milliseconds(0));
     }
 
     std::filesystem::path outputFile;
@@ -156,10 +154,7 @@ protected:
         std::filesystem::remove_all(m_directory);
     }
 
-    void WritePortFile(const std::string& content)
-    {
-        std::ofstream(m_directory / "LogOutputPort.txt", std::ios::binary) << content;
-    }
+    void WritePortFile(const std::string& content) { std::ofstream(m_directory / "LogOutputPort.txt") << content; }
 
     // Starts the hub and gives its port.
     int StartHub()
