@@ -1,5 +1,12 @@
-// COsEncoding's code page names: every row, ASCII case folding, the Unicode pages and the ANSI page.
+// COsEncoding's code page names: every documented name, ASCII case folding, the Unicode pages and the ANSI page.
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <fstream>
+#include <regex>
+#include <string>
+#include <vector>
 
 #include <Veltrane.h>
 
@@ -10,105 +17,78 @@ struct COsEncodingTableProbe {
 
 namespace {
 
-struct NameRow {
-    const char* name;
+struct DocumentedName {
+    std::string name;
     unsigned page;
+    std::string charset;  // "not on this host", "folds to page 0 ...", or the host charset
 };
 
-const NameRow kNames[] = {
-    {"IBM037", 37}, {"IBM437", 437}, {"IBM500", 500}, {"ASMO-708", 708},
-    {"DOS-720", 720}, {"ibm737", 737}, {"ibm775", 775}, {"ibm850", 850},
-    {"ibm852", 852}, {"IBM855", 855}, {"ibm857", 857}, {"IBM00858", 858},
-    {"IBM860", 860}, {"ibm861", 861}, {"DOS-862", 862}, {"IBM863", 863},
-    {"IBM864", 864}, {"IBM865", 865}, {"cp866", 866}, {"ibm869", 869},
-    {"IBM870", 870}, {"windows-874", 874}, {"cp875", 875}, {"shift_jis", 932},
-    {"gb2312", 936}, {"ks_c_5601-1987", 949}, {"big5", 950}, {"IBM1026", 1026},
-    {"IBM01047", 1047}, {"IBM01140", 1140}, {"IBM01141", 1141}, {"IBM01142", 1142},
-    {"IBM01143", 1143}, {"IBM01144", 1144}, {"IBM01145", 1145}, {"IBM01146", 1146},
-    {"IBM01147", 1147}, {"IBM01148", 1148}, {"IBM01149", 1149}, {"utf-16", 1200},
-    {"unicodeFFFE", 1201}, {"windows-1250", 1250}, {"windows-1251", 1251}, {"windows-1252", 1252},
-    {"windows-1253", 1253}, {"windows-1254", 1254}, {"windows-1255", 1255}, {"windows-1256", 1256},
-    {"windows-1257", 1257}, {"windows-1258", 1258}, {"Johab", 1361}, {"macintosh", 10000},
-    {"x-mac-japanese", 10001}, {"x-mac-chinesetrad", 10002}, {"x-mac-korean", 10003}, {"x-mac-arabic", 10004},
-    {"x-mac-hebrew", 10005}, {"x-mac-greek", 10006}, {"x-mac-cyrillic", 10007}, {"x-mac-chinesesimp", 10008},
-    {"x-mac-romanian", 10010}, {"x-mac-ukrainian", 10017}, {"x-mac-thai", 10021}, {"x-mac-ce", 10029},
-    {"x-mac-icelandic", 10079}, {"x-mac-turkish", 10081}, {"x-mac-croatian", 10082}, {"utf-32", 12000},
-    {"utf-32BE", 12001}, {"x-Chinese_CNS", 20000}, {"x-cp20001", 20001}, {"x_Chinese-Eten", 20002},
-    {"x-cp20003", 20003}, {"x-cp20004", 20004}, {"x-cp20005", 20005}, {"x-IA5", 20105},
-    {"x-IA5-German", 20106}, {"x-IA5-Swedish", 20107}, {"x-IA5-Norwegian", 20108}, {"us-ascii", 20127},
-    {"x-cp20261", 20261}, {"x-cp20269", 20269}, {"IBM273", 20273}, {"IBM277", 20277},
-    {"IBM278", 20278}, {"IBM280", 20280}, {"IBM284", 20284}, {"IBM285", 20285},
-    {"IBM290", 20290}, {"IBM297", 20297}, {"IBM420", 20420}, {"IBM423", 20423},
-    {"IBM424", 20424}, {"x-EBCDIC-KoreanExtended", 20833}, {"IBM-Thai", 20838}, {"koi8-r", 20866},
-    {"IBM871", 20871}, {"IBM880", 20880}, {"IBM905", 20905}, {"IBM00924", 20924},
-    {"EUC-JP", 20932}, {"x-cp20936", 20936}, {"x-cp20949", 20949}, {"cp1025", 21025},
-    {"koi8-u", 21866}, {"iso-8859-1", 28591}, {"iso-8859-2", 28592}, {"iso-8859-3", 28593},
-    {"iso-8859-4", 28594}, {"iso-8859-5", 28595}, {"iso-8859-6", 28596}, {"iso-8859-7", 28597},
-    {"iso-8859-8", 28598}, {"iso-8859-9", 28599}, {"iso-8859-13", 28603}, {"iso-8859-15", 28605},
-    {"x-Europa", 29001}, {"iso-8859-8-i", 38598}, {"csISO2022JP", 50221}, {"iso-2022-jp", 50222},
-    {"iso-2022-kr", 50225}, {"x-cp50227", 50227}, {"EUC-CN", 51936}, {"euc-kr", 51949},
-    {"hz-gb-2312", 52936}, {"GB18030", 54936}, {"x-iscii-de", 57002}, {"x-iscii-be", 57003},
-    {"x-iscii-ta", 57004}, {"x-iscii-te", 57005}, {"x-iscii-as", 57006}, {"x-iscii-or", 57007},
-    {"x-iscii-ka", 57008}, {"x-iscii-ma", 57009}, {"x-iscii-gu", 57010}, {"x-iscii-pa", 57011},
-    {"utf-7", 65000}, {"utf-8", 65001}, {"GBK", 936}, {"Unicode", 12000},
-    {"CP_ACP", 0},
-};
+// The rows of the page table in docs/codepages.md: "| page | `name`, `name` | charset |".
+std::vector<DocumentedName> ReadDocumentedNames()
+{
+    std::vector<DocumentedName> names;
+    std::ifstream document(VELTRANE_SOURCE_DIR "/docs/codepages.md");
+    const std::regex tableRow("\\| (\\d+) \\| (.+) \\| (.+) \\|"), quoted("`([^`]+)`");
+    std::smatch cells;
+    for (std::string line; std::getline(document, line);) {
+        if (!std::regex_match(line, cells, tableRow))
+            continue;
+        const std::string list = cells[2];
+        for (std::sregex_iterator name(list.begin(), list.end(), quoted), end; name != end; ++name)
+            names.push_back({(*name)[1], static_cast<unsigned>(std::stoul(cells[1])), cells[3]});
+    }
+    return names;
+}
 
 }  // namespace
 
-TEST(COsEncodingNames, EveryNameFindsItsPage)
+TEST(COsEncodingNames, EveryDocumentedNameFindsItsPageInAnyCaseAndConvertsAsDocumented)
 {
-    for (const NameRow& row : kNames)
-        EXPECT_EQ(COsEncodingTableProbe::Lookup(row.name), row.page) << row.name;
-}
-
-TEST(COsEncodingNames, MatchingIgnoresAsciiCaseOnly)
-{
-    struct Row {
-        const char* name;
-        unsigned page;
-    } rows[] = {
-        {"WINDOWS-1252", 1252}, {"Windows-1252", 1252}, {"wInDoWs-1252", 1252}, {"GB2312", 936}, {"gbk", 936},
-        {"euc-jp", 20932}, {"X-CP20936", 20936}, {"Shift_JIS", 932},
-        {"windows-1252 ", 65001}, {"windows1252", 65001}, {"cp1252", 65001}, {"", 65001}, {nullptr, 65001},
-    };
-    for (const Row& row : rows)
-        EXPECT_EQ(COsEncodingTableProbe::Lookup(row.name), row.page) << (row.name ? row.name : "null");
-}
-
-TEST(COsEncodingNames, UnicodePagesAndUnknownNamesFoldToAnsiPage)
-{
-    struct Row {
-        const char* name;
-        unsigned page;
-    } rows[] = {
-        {"utf-8", 0}, {"UTF-16", 0}, {"Unicode", 0}, {"utf-32", 0}, {"utf-32BE", 0}, {"utf-7", 0}, {"CP_ACP", 0},
-        {"not-a-page", 0}, {"", 0}, {nullptr, 0},
-        {"GBK", 936}, {"GB2312", 936}, {"x-cp20936", 20936}, {"unicodeFFFE", 1201}, {"IBM037", 37},
-        {"windows-1252", 1252},
-    };
-    for (const Row& row : rows)
-        EXPECT_EQ(COsEncodingTableProbe::LangId(row.name), row.page) << (row.name ? row.name : "null");
-}
-
-TEST(COsEncodingNames, EveryNameConvertsOrFailsAsEncodingError)
-{
+    std::vector<DocumentedName> names = ReadDocumentedNames();
+    ASSERT_EQ(names.size(), 141u);  // the whole name table
     const wchar16 text[] = {u'A', u'z', u'?', 0x00E9, 0x4E2D, 0};
-    for (const NameRow& row : kNames) {
+    for (const DocumentedName& row : names) {
+        SCOPED_TRACE(row.name);
+        std::string upper = row.name, lower = row.name;  // the names are ASCII
+        std::transform(row.name.begin(), row.name.end(), upper.begin(), ::toupper);
+        std::transform(row.name.begin(), row.name.end(), lower.begin(), ::tolower);
+        for (const std::string& name : {row.name, upper, lower})
+            EXPECT_EQ(COsEncodingTableProbe::Lookup(name.c_str()), row.page) << name;
+        bool folds = row.charset.rfind("folds", 0) == 0;
+        EXPECT_EQ(COsEncodingTableProbe::LangId(row.name.c_str()), folds ? 0u : row.page);
+
         char* bytes = nullptr;
-        int encoded = COsEncoding::UnicodeToAnsi(text, row.name, &bytes);
+        int encoded = COsEncoding::UnicodeToAnsi(text, row.name.c_str(), &bytes);
         wchar16* wide = nullptr;
-        int decoded = COsEncoding::AnsiToUnicode("Az", row.name, &wide);
-        if (encoded >= 0) {
-            EXPECT_GE(encoded, 6) << row.name;  // five characters, each at least one byte, and the terminator
-            EXPECT_GE(decoded, 2) << row.name;
-        } else {
-            EXPECT_EQ(encoded, OS_ERR_ENCODING) << row.name;
-            EXPECT_EQ(decoded, OS_ERR_ENCODING) << row.name;
-            EXPECT_EQ(bytes, nullptr);
-            EXPECT_EQ(wide, nullptr);
-        }
+        int decoded = COsEncoding::AnsiToUnicode("Az", row.name.c_str(), &wide);
+        bool unsupported = row.charset == "not on this host";
+        EXPECT_EQ(bytes == nullptr, unsupported);
+        EXPECT_EQ(wide == nullptr, unsupported);
+        // Five characters, each at least one byte, and the terminator; two units and the terminator.
+        EXPECT_TRUE(unsupported ? encoded == OS_ERR_ENCODING : encoded >= 6) << encoded;
+        EXPECT_TRUE(unsupported ? decoded == OS_ERR_ENCODING : decoded == 3) << decoded;
         delete[] bytes;
         delete[] wide;
+    }
+}
+
+TEST(COsEncodingNames, WholeNameMatchesIgnoringAsciiCaseOnlyAndUnicodePagesFold)
+{
+    struct Row {
+        const char* name;
+        unsigned lookup;
+        unsigned langId;
+    } rows[] = {
+        {"wInDoWs-1252", 1252, 1252}, {"gbk", 936, 936}, {"GB2312", 936, 936}, {"euc-jp", 20932, 20932},
+        {"x-cp20936", 20936, 20936}, {"IBM037", 37, 37}, {"iso-8859-13", 28603, 28603}, {"CP_ACP", 0, 0},
+        {"unicodeFFFE", 1201, 1201},  // not a Unicode page, so not folded
+        {"UTF-16", 1200, 0}, {"Unicode", 12000, 0}, {"utf-32BE", 12001, 0}, {"utf-7", 65000, 0}, {"utf-8", 65001, 0},
+        {"windows-1252 ", 65001, 0}, {"windows-125", 65001, 0}, {"windows1252", 65001, 0}, {"cp1252", 65001, 0},
+        {"shift-jis", 65001, 0}, {"", 65001, 0}, {nullptr, 65001, 0},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name ? row.name : "null");
+        EXPECT_EQ(COsEncodingTableProbe::Lookup(row.name), row.lookup);
+        EXPECT_EQ(COsEncodingTableProbe::LangId(row.name), row.langId);
     }
 }
