@@ -14,101 +14,77 @@ namespace {
 const char* const kPages[] = {"GBK", "shift_jis", "big5", "windows-1251", "windows-1255",
                               "IBM037", "koi8-r", "iso-8859-7", "GB18030"};
 
-// Lines of random bytes (never NUL, never the line end), each line end on its own.
-std::vector<std::string> RandomByteLines(unsigned start)
+// About 200 KiB of lines of up to 39 pieces that `pick` makes, none of them a line end.
+template <typename Unit, typename Pick>
+std::vector<std::basic_string<Unit>> RandomLines(unsigned start, Pick pick)
 {
     std::mt19937 random(start);
-    std::vector<std::string> lines;
-    size_t total = 0;
-    while (total < 200 * 1024) {
-        std::string line(random() % 40, ' ');
-        for (char& byte : line) {
-            do
-                byte = static_cast<char>(1 + random() % 255);
-            while (byte == '\n');
-        }
-        total += line.size() + 1;
+    std::vector<std::basic_string<Unit>> lines;
+    for (size_t total = 0; total < 200 * 1024; total += lines.back().size() + 1) {
+        std::basic_string<Unit> line;
+        for (size_t pieces = random() % 40; pieces > 0; --pieces)
+            line += pick(random);
         lines.push_back(line);
     }
     return lines;
 }
 
-// Lines of random characters, with surrogate pairs and lone surrogates among them.
-std::vector<std::u16string> RandomCharacterLines(unsigned start)
+template <typename From, typename To>
+std::basic_string<To> Convert(int (*convert)(const From*, const char*, To**), const std::basic_string<From>& text,
+                              const char* page)
 {
-    std::mt19937 random(start);
-    std::vector<std::u16string> lines;
-    size_t total = 0;
-    while (total < 200 * 1024) {
-        std::u16string line;
-        size_t length = random() % 40;
-        for (size_t i = 0; i < length; ++i) {
-            unsigned pick = random() % 100;
-            if (pick < 40)
-                line += static_cast<char16_t>(0x20 + random() % 0x5F);            // ASCII
-            else if (pick < 90)
-                line += static_cast<char16_t>(0x4E00 + random() % 0x5000);        // CJK ideographs
-            else if (pick < 96)
-                line += static_cast<char16_t>(0x80 + random() % 0x700);           // Latin, Greek, Cyrillic, Hebrew
-            else if (pick < 98)
-                line += u"\U0001F600";                                            // a pair
-            else
-                line += static_cast<char16_t>(0xD800 + random() % 0x800);         // a lone surrogate
-        }
-        total += line.size() + 1;
-        lines.push_back(line);
+    To* out = nullptr;
+    int status = convert(text.c_str(), page, &out);
+    std::basic_string<To> result = out ? out : std::basic_string<To>();
+    EXPECT_EQ(status, text.empty() ? 0 : static_cast<int>(result.size()) + 1);
+    delete[] out;
+    return result;
+}
+
+// The whole text is long enough to be converted through the page's table where it has one; each line is
+// short enough to go through the host's converter.
+template <typename From, typename To>
+void ExpectWholeTextConvertsAsItsLines(const std::vector<std::basic_string<From>>& lines,
+                                       int (*convert)(const From*, const char*, To**))
+{
+    const std::basic_string<From> lineEnd(1, From('\n'));
+    std::basic_string<From> whole;
+    for (const std::basic_string<From>& line : lines)
+        whole += line + lineEnd;
+    for (const char* page : kPages) {
+        SCOPED_TRACE(page);
+        std::basic_string<To> convertedEnd = Convert(convert, lineEnd, page);  // not U+000A in EBCDIC
+        std::basic_string<To> expected;
+        for (const std::basic_string<From>& line : lines)
+            expected += Convert(convert, line, page) + convertedEnd;
+        EXPECT_TRUE(Convert(convert, whole, page) == expected);
     }
-    return lines;
 }
 
 }  // namespace
 
 TEST(COsEncodingLongText, DecodingALongTextEqualsDecodingItsLines)
 {
-    std::vector<std::string> lines = RandomByteLines(7);
-    std::string whole;
-    for (const std::string& line : lines)
-        whole += line + "\n";
-    for (const char* page : kPages) {
-        wchar16* lineEnd = nullptr;
-        ASSERT_GT(COsEncoding::AnsiToUnicode("\n", page, &lineEnd), 0) << page;  // not U+000A in EBCDIC
-        wchar16* decoded = nullptr;
-        ASSERT_GT(COsEncoding::AnsiToUnicode(whole.c_str(), page, &decoded), 0) << page;
-        std::u16string expected;
-        for (const std::string& line : lines) {
-            wchar16* piece = nullptr;
-            ASSERT_GE(COsEncoding::AnsiToUnicode(line.c_str(), page, &piece), 0) << page;
-            expected += piece;
-            expected += lineEnd;
-            delete[] piece;
-        }
-        EXPECT_TRUE(expected == decoded) << page;
-        delete[] decoded;
-        delete[] lineEnd;
-    }
+    auto byteOtherThanLineEnd = [](std::mt19937& random) {
+        unsigned byte = 1 + random() % 254;  // never NUL
+        return static_cast<char>(byte < '\n' ? byte : byte + 1);
+    };
+    ExpectWholeTextConvertsAsItsLines(RandomLines<char>(7, byteOtherThanLineEnd), &COsEncoding::AnsiToUnicode);
 }
 
 TEST(COsEncodingLongText, EncodingALongTextEqualsEncodingItsLines)
 {
-    std::vector<std::u16string> lines = RandomCharacterLines(11);
-    std::u16string whole;
-    for (const std::u16string& line : lines)
-        whole += line + u"\n";
-    for (const char* page : kPages) {
-        char* lineEnd = nullptr;
-        ASSERT_GT(COsEncoding::UnicodeToAnsi(u"\n", page, &lineEnd), 0) << page;
-        char* encoded = nullptr;
-        ASSERT_GT(COsEncoding::UnicodeToAnsi(whole.c_str(), page, &encoded), 0) << page;
-        std::string expected;
-        for (const std::u16string& line : lines) {
-            char* piece = nullptr;
-            ASSERT_GE(COsEncoding::UnicodeToAnsi(line.c_str(), page, &piece), 0) << page;
-            expected += piece;
-            expected += lineEnd;
-            delete[] piece;
-        }
-        EXPECT_TRUE(expected == encoded) << page;
-        delete[] encoded;
-        delete[] lineEnd;
-    }
+    // Mostly ASCII and CJK ideographs, with Latin, Greek, Cyrillic and Hebrew, pairs and lone surrogates.
+    ExpectWholeTextConvertsAsItsLines(RandomLines<char16_t>(11, [](std::mt19937& random) {
+        unsigned pick = random() % 100;
+        if (pick < 40)
+            return std::u16string(1, static_cast<char16_t>(0x20 + random() % 0x5F));
+        if (pick < 90)
+            return std::u16string(1, static_cast<char16_t>(0x4E00 + random() % 0x5000));
+        if (pick < 96)
+            return std::u16string(1, static_cast<char16_t>(0x80 + random() % 0x700));
+        if (pick < 98)
+            return std::u16string(u"\U0001F600");
+        return std::u16string(1, static_cast<char16_t>(0xD800 + random() % 0x800));
+    }), &COsEncoding::UnicodeToAnsi);
 }
