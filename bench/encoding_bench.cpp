@@ -81,6 +81,11 @@ const Texts& GetTexts()
         COsEncoding::UnicodeToAnsi(made.utf16[1].c_str(), "GBK", &gbk);
         made.gbk = gbk;
         delete[] gbk;
+        // A page's tables are read on its first long text in a process (about 0.1 s); read them here, so that
+        // the figures are those of every later conversion.
+        wchar16* warm = nullptr;
+        COsEncoding::AnsiToUnicode(made.gbk.c_str(), "GBK", &warm);
+        delete[] warm;
         char* latin = nullptr;
         COsEncoding::UnicodeToAnsi(made.utf16[0].c_str(), "windows-1252", &latin);
         made.windows1252 = latin;

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cctype>
 #include <fstream>
-#include <regex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -28,14 +28,22 @@ std::vector<DocumentedName> ReadDocumentedNames()
 {
     std::vector<DocumentedName> names;
     std::ifstream document(VELTRANE_SOURCE_DIR "/docs/codepages.md");
-    const std::regex tableRow("\\| (\\d+) \\| (.+) \\| (.+) \\|"), quoted("`([^`]+)`");
-    std::smatch cells;
     for (std::string line; std::getline(document, line);) {
-        if (!std::regex_match(line, cells, tableRow))
-            continue;
-        const std::string list = cells[2];
-        for (std::sregex_iterator name(list.begin(), list.end(), quoted), end; name != end; ++name)
-            names.push_back({(*name)[1], static_cast<unsigned>(std::stoul(cells[1])), cells[3]});
+        std::istringstream row(line);
+        std::string bar, page, list, charset;
+        row >> bar >> page;
+        if (bar != "|" || page.empty() || !std::all_of(page.begin(), page.end(), ::isdigit))
+            continue;  // not a row of the table, or its head
+        std::getline(row, list, '|');  // what is left of the page cell
+        std::getline(row, list, '|');
+        std::getline(row, charset, '|');
+        charset = charset.substr(1, charset.size() - 2);
+        // Each name stands between backquotes.
+        for (size_t open = list.find('`'); open != std::string::npos; open = list.find('`', open)) {
+            size_t close = list.find('`', open + 1);
+            names.push_back({list.substr(open + 1, close - open - 1), static_cast<unsigned>(std::stoul(page)), charset});
+            open = close + 1;
+        }
     }
     return names;
 }
