@@ -369,6 +369,16 @@ long long EncodeCharset(const char* charset, const char16_t* text, size_t count,
 
 namespace {
 
+// glibc's UHC decoder (CP949) reports some unassigned pairs only after it has taken both bytes, so it stops
+// at the next character rather than at the bad bytes; every other decoder stops at the bad bytes.
+bool StopsAfterBadPair(const char* charset, const char* stop, size_t left)
+{
+    if (std::strcmp(charset, "CP949") != 0)
+        return false;
+    Descriptor prober(HostUtf16(), charset);
+    return prober.valid() && RunProbe(prober.get(), stop, left < 4 ? left : 4).consumed > 0;  // a character begins there
+}
+
 long long StreamDecode(const char* charset, const char* bytes, size_t count, char16_t* target, size_t capacity)
 {
     Descriptor cd(HostUtf16(), charset);
@@ -390,8 +400,11 @@ long long StreamDecode(const char* charset, const char* bytes, size_t count, cha
         // Some decoders (glibc's UHC) report a bad last byte after they have taken it.
         if (inLeft == 0)
             break;
-        ++in;
-        --inLeft;
+        // The bad bytes are passed over one at a time, unless the decoder has taken them already.
+        if (!StopsAfterBadPair(charset, in, inLeft)) {
+            ++in;
+            --inLeft;
+        }
     }
     sink.Flush(cd.get());
     return static_cast<long long>(sink.produced() / sizeof(char16_t));

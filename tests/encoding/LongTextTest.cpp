@@ -9,9 +9,7 @@
 
 namespace {
 
-// Not ks_c_5601-1987: glibc's CP949 decoder reports some invalid pairs after taking their first byte, so a
-// byte after such a pair is lost with it, and the line end would not stand on its own.
-const char* const kPages[] = {"GBK", "shift_jis", "big5", "windows-1251", "windows-1255",
+const char* const kPages[] = {"GBK", "shift_jis", "big5", "ks_c_5601-1987", "windows-1251", "windows-1255",
                               "IBM037", "koi8-r", "iso-8859-7", "GB18030"};
 
 // About 200 KiB of lines of up to 39 pieces that `pick` makes, none of them a line end.
@@ -87,4 +85,11 @@ TEST(COsEncodingLongText, EncodingALongTextEqualsEncodingItsLines)
             return std::u16string(u"\U0001F600");
         return std::u16string(1, static_cast<char16_t>(0xD800 + random() % 0x800));
     }), &COsEncoding::UnicodeToAnsi);
+}
+
+TEST(COsEncodingLongText, TheByteAfterAnUnassignedPairIsKept)
+{
+    // The host's decoder of this page reports the unassigned pair A2 E8 only after taking both bytes.
+    std::u16string pair = Convert(&COsEncoding::AnsiToUnicode, std::string("\xA2\xE8"), "ks_c_5601-1987");
+    EXPECT_EQ(Convert(&COsEncoding::AnsiToUnicode, std::string("\xA2\xE8" "AB"), "ks_c_5601-1987"), pair + u"AB");
 }
