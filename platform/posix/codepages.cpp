@@ -375,8 +375,9 @@ bool StopsAfterBadPair(const char* charset, const char* stop, size_t left)
 {
     if (std::strcmp(charset, "CP949") != 0)
         return false;
+    // A character begins where the decoder stopped when a fresh decoder takes bytes from there.
     Descriptor prober(HostUtf16(), charset);
-    return prober.valid() && RunProbe(prober.get(), stop, left < 4 ? left : 4).consumed > 0;  // a character begins there
+    return prober.valid() && RunProbe(prober.get(), stop, left < 4 ? left : 4).consumed > 0;
 }
 
 long long StreamDecode(const char* charset, const char* bytes, size_t count, char16_t* target, size_t capacity)

@@ -41,7 +41,8 @@ std::vector<DocumentedName> ReadDocumentedNames()
         // Each name stands between backquotes.
         for (size_t open = list.find('`'); open != std::string::npos; open = list.find('`', open)) {
             size_t close = list.find('`', open + 1);
-            names.push_back({list.substr(open + 1, close - open - 1), static_cast<unsigned>(std::stoul(page)), charset});
+            unsigned number = static_cast<unsigned>(std::stoul(page));
+            names.push_back({list.substr(open + 1, close - open - 1), number, charset});
             open = close + 1;
         }
     }
