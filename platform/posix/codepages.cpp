@@ -371,13 +371,15 @@ namespace {
 
 // glibc's UHC decoder (CP949) reports some unassigned pairs only after it has taken both bytes, so it stops
 // at the next character rather than at the bad bytes; every other decoder stops at the bad bytes.
-bool StopsAfterBadPair(const char* charset, const char* stop, size_t left)
+// `prober` is opened on the first call that needs it and kept for the rest of the text.
+bool StopsAfterBadPair(const char* charset, std::unique_ptr<Descriptor>& prober, const char* stop, size_t left)
 {
     if (std::strcmp(charset, "CP949") != 0)
         return false;
+    if (!prober)
+        prober = std::make_unique<Descriptor>(HostUtf16(), charset);
     // A character begins where the decoder stopped when a fresh decoder takes bytes from there.
-    Descriptor prober(HostUtf16(), charset);
-    return prober.valid() && RunProbe(prober.get(), stop, left < 4 ? left : 4).consumed > 0;
+    return prober->valid() && RunProbe(prober->get(), stop, left < 4 ? left : 4).consumed > 0;
 }
 
 long long StreamDecode(const char* charset, const char* bytes, size_t count, char16_t* target, size_t capacity)
@@ -386,6 +388,7 @@ long long StreamDecode(const char* charset, const char* bytes, size_t count, cha
     if (!cd.valid())
         return -1;
     Sink sink(reinterpret_cast<char*>(target), capacity * sizeof(char16_t));
+    std::unique_ptr<Descriptor> prober;
     char* in = const_cast<char*>(bytes);
     size_t inLeft = count;
     while (inLeft > 0) {
@@ -402,7 +405,7 @@ long long StreamDecode(const char* charset, const char* bytes, size_t count, cha
         if (inLeft == 0)
             break;
         // The bad bytes are passed over one at a time, unless the decoder has taken them already.
-        if (!StopsAfterBadPair(charset, in, inLeft)) {
+        if (!StopsAfterBadPair(charset, prober, in, inLeft)) {
             ++in;
             --inLeft;
         }
