@@ -16,6 +16,7 @@
 #include "strings/StringHelpers.h"
 
 #include "encoding/COsEncoding.h"
+#include "encoding/PinYin.h"
 
 #include "filesystem/COsDirectory.h"
 
