@@ -8,6 +8,8 @@
 
 #include <Veltrane.h>
 
+#include "tests/support/PinYinReference.h"
+
 namespace {
 
 // UTF-8 of UTF-16 text, through the library's own conversion.
@@ -31,46 +33,6 @@ std::string Joined(const std::vector<std::string>& letters)
 std::u16string Repeated(char16_t unit, size_t count)
 {
     return std::u16string(count, unit);
-}
-
-// The combinations built as the contract states them: each character after the first splits the list at its
-// commas and appends each of its letters to every combination; over the limit each character gives one
-// letter, the first character its last.
-std::string ReferenceFirstLetters(const std::u16string& text)
-{
-    bool chinese = false;
-    size_t contributing = 0;
-    uint64_t product = 1;
-    for (char16_t unit : text) {
-        chinese |= IsChinese(unit);
-        size_t letters = GetPinYin(unit).size();
-        contributing += letters != 0;
-        if (letters > 1 && product < 102400)
-            product *= letters;
-    }
-    if (!chinese)
-        return "";
-    bool overLimit = 102400 / (contributing + 1) < product;
-    std::string result;
-    for (char16_t unit : text) {
-        std::vector<std::string> letters = GetPinYin(unit);
-        if (letters.empty())
-            continue;
-        size_t used = overLimit ? 1 : letters.size();
-        if (result.empty()) {
-            for (size_t i = 0; i + 1 < used; ++i)
-                result += letters[i] + ",";
-            result += letters.back();
-            continue;
-        }
-        std::vector<std::string> combinations = COsString::Split(result, ",");
-        result.clear();
-        for (const std::string& combination : combinations)
-            for (size_t i = 0; i < used; ++i)
-                result += combination + letters[i] + ",";
-        result.pop_back();
-    }
-    return result;
 }
 
 }  // namespace
@@ -246,6 +208,6 @@ TEST(PinYin, FirstLettersAgreeWithTheStepByStepConstructionOnRandomTexts)
         std::u16string decoded = wide ? wide : u"";
         delete[] wide;
         SCOPED_TRACE(utf8);
-        ASSERT_EQ(GetPinYinFirstLetters(utf8), ReferenceFirstLetters(decoded));
+        ASSERT_EQ(GetPinYinFirstLetters(utf8), veltrane_test::ReferenceFirstLetters(decoded));
     }
 }
