@@ -1,6 +1,7 @@
 // veltrane: the demonstration. Each section shows one capability of the library at work.
 #include <Veltrane.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -253,6 +254,42 @@ void ShowCodePages()
     delete[] wide;
 }
 
+void ShowPinYin()
+{
+    Heading("Pinyin initials");
+    const char16_t* names[] = {u"\u5F20\u4E09",              // 张三
+                               u"\u91CD\u5E86",              // 重庆: ZHONG or CHONG
+                               u"\u5355\u884C\u9053",        // 单行道
+                               u"\u66FE\u957F\u4E50",        // 曾长乐
+                               u"\u674E\u3007\u4E00",        // 李〇一: the ideographic zero reads LING
+                               u"Wang \u5C0F\u4E8C 2",       // Latin letters and digits keep their case
+                               u"abc 123"};                   // nothing Chinese: no initials
+    for (const char16_t* name : names) {
+        char* utf8 = nullptr;
+        if (COsEncoding::UTF16ToUTF8(name, &utf8) < 0)
+            continue;
+        std::string initials = GetPinYinFirstLetters(utf8);
+        size_t commas = static_cast<size_t>(std::count(initials.begin(), initials.end(), ','));
+        size_t combinations = initials.empty() ? 0 : commas + 1;
+        int width = 0;  // columns on a terminal: an ideograph takes two
+        for (const char16_t* unit = name; *unit != 0; ++unit)
+            width += *unit < 0x80 ? 1 : 2;
+        std::printf("  %s%*s %zu combination%s: %s\n", utf8, width < 18 ? 18 - width : 0, "", combinations,
+                    combinations == 1 ? "" : "s", initials.empty() ? "(none)" : initials.c_str());
+        delete[] utf8;
+    }
+    std::string letters;
+    for (const std::string& letter : GetPinYin(u'\u884C'))
+        letters += letter + " ";
+    std::printf("  GetPinYin(U+884C)  %s(XING, HENG and HANG give X and H)\n", letters.c_str());
+    std::u16string long16(13, u'\u91CD');
+    char* longName = nullptr;
+    if (COsEncoding::UTF16ToUTF8(long16.c_str(), &longName) > 0)
+        std::printf("  13 x U+91CD        %s (8192 combinations would pass 102400 bytes: one letter each)\n",
+                    GetPinYinFirstLetters(longName).c_str());
+    delete[] longName;
+}
+
 }  // namespace
 
 int main()
@@ -261,6 +298,7 @@ int main()
     ShowBlocks();
     ShowStrings();
     ShowCodePages();
+    ShowPinYin();
     ShowGuids();
     ShowThreads();
     ShowLogHub();
