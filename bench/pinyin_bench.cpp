@@ -14,6 +14,7 @@
 #include <Veltrane.h>
 
 #include "bench/RunPair.h"
+#include "tests/support/TextConversions.h"
 
 namespace {
 
@@ -32,21 +33,12 @@ std::u16string MakeChinese(size_t units, unsigned seed)
     return text;
 }
 
-std::string Utf8(const std::u16string& text)
-{
-    char* bytes = nullptr;
-    int length = COsEncoding::UTF16ToUTF8(text.c_str(), &bytes);
-    std::string result = length > 0 ? std::string(bytes) : std::string();
-    delete[] bytes;
-    return result;
-}
-
 // The text cut into names of `length` characters.
 std::vector<std::string> Names(const std::u16string& text, size_t length)
 {
     std::vector<std::string> names;
     for (size_t start = 0; start + length <= text.size(); start += length)
-        names.push_back(Utf8(text.substr(start, length)));
+        names.push_back(veltrane_test::ToUtf8(text.substr(start, length)));
     return names;
 }
 
@@ -86,6 +78,21 @@ std::string IcuFirstLetters(const std::string& name)
         }
     }
     return letters;
+}
+
+// The initials of every name, by the library and by ICU, in the same iteration.
+void RunNames(benchmark::State& state, const std::vector<std::string>& names)
+{
+    bench::RunPair(
+        state,
+        [&] {
+            for (const std::string& name : names)
+                benchmark::DoNotOptimize(GetPinYinFirstLetters(name));
+        },
+        [&] {
+            for (const std::string& name : names)
+                benchmark::DoNotOptimize(IcuFirstLetters(name));
+        });
 }
 
 void ReportRate(benchmark::State& state, double characters)
@@ -137,16 +144,7 @@ void BM_NameFirstLetters(benchmark::State& state)
 {
     const size_t length = static_cast<size_t>(state.range(0));
     std::vector<std::string> names = Names(ChineseText().substr(0, 4000 * length), length);
-    bench::RunPair(
-        state,
-        [&] {
-            for (const std::string& name : names)
-                benchmark::DoNotOptimize(GetPinYinFirstLetters(name));
-        },
-        [&] {
-            for (const std::string& name : names)
-                benchmark::DoNotOptimize(IcuFirstLetters(name));
-        });
+    RunNames(state, names);
     state.counters["library_us_per_name"] = state.counters["library_ms"] * 1000 / static_cast<double>(names.size());
     state.counters["alternative_us_per_name"] =
         state.counters["alternative_ms"] * 1000 / static_cast<double>(names.size());
@@ -157,16 +155,7 @@ BENCHMARK(BM_NameFirstLetters)->Arg(2)->Arg(3)->Arg(4)->Unit(benchmark::kMillise
 void BM_TextAsEightCharacterNames(benchmark::State& state)
 {
     std::vector<std::string> names = Names(ChineseText(), 8);
-    bench::RunPair(
-        state,
-        [&] {
-            for (const std::string& name : names)
-                benchmark::DoNotOptimize(GetPinYinFirstLetters(name));
-        },
-        [&] {
-            for (const std::string& name : names)
-                benchmark::DoNotOptimize(IcuFirstLetters(name));
-        });
+    RunNames(state, names);
     ReportRate(state, static_cast<double>(names.size() * 8));
 }
 // ICU takes seconds over the whole text, so one iteration (each side once) is the measure.
@@ -177,7 +166,7 @@ BENCHMARK(BM_TextAsEightCharacterNames)->Unit(benchmark::kMillisecond)->Iteratio
 void BM_FirstLettersPerCharacter(benchmark::State& state)
 {
     const size_t length = static_cast<size_t>(state.range(0));
-    std::string text = Utf8(ChineseText().substr(0, length));
+    std::string text = veltrane_test::ToUtf8(ChineseText().substr(0, length));
     size_t resultBytes = 0;
     for (auto _ : state) {
         std::string letters = GetPinYinFirstLetters(text);

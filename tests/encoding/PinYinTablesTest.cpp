@@ -84,20 +84,20 @@ TEST(PinYinTables, IndexRowsNameCodeRowsAndEveryCodeIsUsed)
     ASSERT_EQ(sizeof PinYinCharIndex / sizeof PinYinCharIndex[0], 20902u);  // U+4E00..U+9FA5
     ASSERT_EQ(sizeof PinYinPrivateIndex / sizeof PinYinPrivateIndex[0], 74u);  // U+E81A..U+E863
     std::vector<bool> used(PinYinCodeCount, false);
-    size_t filled = 0;
-    for (int64_t row : PinYinCharIndex) {
-        ASSERT_GE(row, 0);
-        ASSERT_LT(static_cast<size_t>(row), PinYinCodeCount);
-        used[static_cast<size_t>(row)] = true;
-        filled += row != 0;
-    }
-    size_t privateFilled = 0;
-    for (int64_t row : PinYinPrivateIndex) {
-        ASSERT_GE(row, 0);
-        ASSERT_LT(static_cast<size_t>(row), PinYinCodeCount);
-        used[static_cast<size_t>(row)] = true;
-        privateFilled += row != 0;
-    }
+    auto countFilled = [&used](const int64_t* rows, size_t count) {
+        size_t filled = 0;
+        for (size_t i = 0; i < count; ++i) {
+            EXPECT_GE(rows[i], 0);
+            EXPECT_LT(static_cast<size_t>(rows[i]), PinYinCodeCount);
+            if (rows[i] < 0 || static_cast<size_t>(rows[i]) >= PinYinCodeCount)
+                continue;
+            used[static_cast<size_t>(rows[i])] = true;
+            filled += rows[i] != 0;
+        }
+        return filled;
+    };
+    size_t filled = countFilled(PinYinCharIndex, kPinYinCharCount);
+    size_t privateFilled = countFilled(PinYinPrivateIndex, kPinYinPrivateCount);
     for (size_t row = 1; row < PinYinCodeCount; ++row)
         EXPECT_TRUE(used[row]) << "code row " << row << " is named by no character";
     // The readings cover nearly the whole block; a lost field of the data would show here.

@@ -9,18 +9,11 @@
 #include <Veltrane.h>
 
 #include "tests/support/PinYinReference.h"
+#include "tests/support/TextConversions.h"
 
 namespace {
 
-// UTF-8 of UTF-16 text, through the library's own conversion.
-std::string Utf8(const std::u16string& text)
-{
-    char* bytes = nullptr;
-    int length = COsEncoding::UTF16ToUTF8(text.c_str(), &bytes);
-    std::string result = length > 0 ? std::string(bytes) : std::string();
-    delete[] bytes;
-    return result;
-}
+using veltrane_test::ToUtf8;
 
 std::string Joined(const std::vector<std::string>& letters)
 {
@@ -120,21 +113,21 @@ TEST(PinYin, FirstLettersCombineOneLetterPerCharacterWithTheNewestVaryingFastest
         const char* letters;
     } rows[] = {
         {"", ""},
-        {"abc123", ""},                                          // nothing Chinese: no result at all
-        {Utf8(u"\u91CD"), "Z,C"},                                // 重
-        {Utf8(u"a\u91CD" u"1"), "aZ1,aC1"},                      // Latin letters and digits take part
-        {Utf8(u"\u4E2D \u91CD"), "ZZ,ZC"},                       // a blank contributes nothing
-        {Utf8(u"\u957F\u884C"), "ZX,ZH,CX,CH"},                  // 长行
-        {Utf8(u"\u91CD,\u884C"), "ZX,ZH,CX,CH"},                 // no comma of the input reaches the result
-        {Utf8(u"\u5355\u91CD"), "SZ,SC,DZ,DC,CZ,CC"},
-        {Utf8(u"A\u3007b"), "ALb"},
-        {Utf8(u"\u00E9\u4E2D"), "Z"},
-        {Utf8(u"\U00020000\u4E2D"), "Z"},                        // a surrogate pair gives nothing
-        {"\xED\xA0\x80" + Utf8(u"\u4E2D"), "Z"},                 // a surrogate written in UTF-8
-        {"\xFF" + Utf8(u"\u91CD") + "\xC3", "Z,C"},              // invalid bytes give nothing
-        {std::string("\xE9\x87", 2), ""},                        // 重 cut off
-        {Utf8(u"\u91CD") + std::string(1, '\0') + Utf8(u"\u884C"), "Z,C"},  // the text ends at its first NUL
-        {Utf8(u"\uE81A\u4E00"), "ZY"},
+        {"abc123", ""},                                            // nothing Chinese: no result at all
+        {ToUtf8(u"\u91CD"), "Z,C"},                                // 重
+        {ToUtf8(u"a\u91CD" u"1"), "aZ1,aC1"},                      // Latin letters and digits take part
+        {ToUtf8(u"\u4E2D \u91CD"), "ZZ,ZC"},                       // a blank contributes nothing
+        {ToUtf8(u"\u957F\u884C"), "ZX,ZH,CX,CH"},                  // 长行
+        {ToUtf8(u"\u91CD,\u884C"), "ZX,ZH,CX,CH"},                 // no comma of the input reaches the result
+        {ToUtf8(u"\u5355\u91CD"), "SZ,SC,DZ,DC,CZ,CC"},
+        {ToUtf8(u"A\u3007b"), "ALb"},
+        {ToUtf8(u"\u00E9\u4E2D"), "Z"},
+        {ToUtf8(u"\U00020000\u4E2D"), "Z"},                        // a surrogate pair gives nothing
+        {"\xED\xA0\x80" + ToUtf8(u"\u4E2D"), "Z"},                 // a surrogate written in UTF-8
+        {"\xFF" + ToUtf8(u"\u91CD") + "\xC3", "Z,C"},              // invalid bytes give nothing
+        {std::string("\xE9\x87", 2), ""},                          // 重 cut off
+        {ToUtf8(u"\u91CD") + std::string(1, '\0') + ToUtf8(u"\u884C"), "Z,C"}, // the text ends at its first NUL
+        {ToUtf8(u"\uE81A\u4E00"), "ZY"},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.text);
@@ -145,7 +138,7 @@ TEST(PinYin, FirstLettersCombineOneLetterPerCharacterWithTheNewestVaryingFastest
 TEST(PinYin, FullListUpToTheLimitThenOneCombination)
 {
     // Twelve characters of two letters: 4096 combinations of 13 bytes, in the order of binary counting.
-    std::string twelve = GetPinYinFirstLetters(Utf8(Repeated(u'\u91CD', 12)));
+    std::string twelve = GetPinYinFirstLetters(ToUtf8(Repeated(u'\u91CD', 12)));
     ASSERT_EQ(twelve.size(), 4096u * 13 - 1);
     for (size_t row = 0; row < 4096; ++row) {
         std::string expected;
@@ -158,30 +151,30 @@ TEST(PinYin, FullListUpToTheLimitThenOneCombination)
     }
 
     // Thirteen do not fit: one letter each, the first character giving its last.
-    EXPECT_EQ(GetPinYinFirstLetters(Utf8(Repeated(u'\u91CD', 13))), "C" + std::string(12, 'Z'));
+    EXPECT_EQ(GetPinYinFirstLetters(ToUtf8(Repeated(u'\u91CD', 13))), "C" + std::string(12, 'Z'));
 
     // Exactly at the limit: 4096 combinations of 24 letters and a comma take 102400 bytes, which still fits;
     // one more character of one letter does not.
     std::u16string atLimit = Repeated(u'\u91CD', 12) + Repeated(u'\u4E2D', 12);
-    std::string full = GetPinYinFirstLetters(Utf8(atLimit));
+    std::string full = GetPinYinFirstLetters(ToUtf8(atLimit));
     EXPECT_EQ(full.size(), 102400u - 1);
     EXPECT_EQ(full.substr(0, 25), std::string(12, 'Z') + std::string(12, 'Z') + ",");
     EXPECT_EQ(full.substr(full.size() - 24), std::string(12, 'C') + std::string(12, 'Z'));
-    EXPECT_EQ(GetPinYinFirstLetters(Utf8(atLimit + u"\u4E2D")), "C" + std::string(24, 'Z'));
+    EXPECT_EQ(GetPinYinFirstLetters(ToUtf8(atLimit + u"\u4E2D")), "C" + std::string(24, 'Z'));
 
     // Three-letter characters past the point where the product stops growing.
-    EXPECT_EQ(GetPinYinFirstLetters(Utf8(Repeated(u'\u5355', 30))), "C" + std::string(29, 'S'));
+    EXPECT_EQ(GetPinYinFirstLetters(ToUtf8(Repeated(u'\u5355', 30))), "C" + std::string(29, 'S'));
 }
 
 TEST(PinYin, TextsOfAMillionCharactersGiveOneCombination)
 {
     const size_t million = 1000000;
-    std::string many = GetPinYinFirstLetters(Utf8(Repeated(u'\u5355', million)));
+    std::string many = GetPinYinFirstLetters(ToUtf8(Repeated(u'\u5355', million)));
     ASSERT_EQ(many.size(), million);
     EXPECT_EQ(many[0], 'C');
     EXPECT_EQ(many.find_first_not_of('S', 1), std::string::npos);
 
-    std::string latinFirst = GetPinYinFirstLetters(Utf8(u"x" + Repeated(u'\u91CD', million) + u"!"));
+    std::string latinFirst = GetPinYinFirstLetters(ToUtf8(u"x" + Repeated(u'\u91CD', million) + u"!"));
     ASSERT_EQ(latinFirst.size(), million + 1);
     EXPECT_EQ(latinFirst[0], 'x');
     EXPECT_EQ(latinFirst.find_first_not_of('Z', 1), std::string::npos);
@@ -202,12 +195,8 @@ TEST(PinYin, FirstLettersAgreeWithTheStepByStepConstructionOnRandomTexts)
         bool multiLetterOnly = trial % 10 == 0;  // long runs of many-letter characters reach the limit
         for (size_t i = 0; i < length; ++i)
             text += multiLetterOnly ? pool[1 + random() % 3] : pool[random() % (sizeof pool / sizeof pool[0])];
-        std::string utf8 = Utf8(text);  // the halves become U+FFFD, which gives nothing either way
-        wchar16* wide = nullptr;
-        COsEncoding::UTF8ToUTF16(utf8.c_str(), &wide);
-        std::u16string decoded = wide ? wide : u"";
-        delete[] wide;
+        std::string utf8 = ToUtf8(text);  // the halves become U+FFFD, which gives nothing either way
         SCOPED_TRACE(utf8);
-        ASSERT_EQ(GetPinYinFirstLetters(utf8), veltrane_test::ReferenceFirstLetters(decoded));
+        ASSERT_EQ(GetPinYinFirstLetters(utf8), veltrane_test::ReferenceFirstLetters(veltrane_test::ToUtf16(utf8)));
     }
 }

@@ -6,29 +6,12 @@
 
 #include <Veltrane.h>
 
+#include "tests/support/TextConversions.h"
+
 namespace {
 
-std::u16string ToUtf16(const std::string& text, int* status = nullptr)
-{
-    wchar16* wide = nullptr;
-    int result = COsEncoding::UTF8ToUTF16(text.c_str(), &wide);
-    if (status)
-        *status = result;
-    std::u16string converted = wide ? std::u16string(wide) : std::u16string();
-    delete[] wide;
-    return converted;
-}
-
-std::string ToUtf8(const std::u16string& text, int* status = nullptr)
-{
-    char* narrow = nullptr;
-    int result = COsEncoding::UTF16ToUTF8(text.c_str(), &narrow);
-    if (status)
-        *status = result;
-    std::string converted = narrow ? std::string(narrow) : std::string();
-    delete[] narrow;
-    return converted;
-}
+using veltrane_test::ToUtf16;
+using veltrane_test::ToUtf8;
 
 template <typename Text>
 Text Repeat(const Text& piece, size_t times)
