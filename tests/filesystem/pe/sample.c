@@ -1,0 +1,5 @@
+/* The program (or library) that carries the test resources: it does nothing. */
+int main(void)
+{
+    return 0;
+}
