@@ -12,31 +12,11 @@
 #include "bench/RunPair.h"
 #include "filesystem/PeVersion.h"
 #include "tests/filesystem/PeImageBuilder.h"
+#include "tests/filesystem/PeStreamSource.h"
 
 namespace {
 
 constexpr uint64_t kFileSize = 64ull << 20;
-
-// A file read at offsets through one open stream.
-class StreamSource final : public peversion::ByteSource {
-public:
-    explicit StreamSource(const std::string& path) : m_stream(path, std::ios::binary)
-    {
-        m_stream.seekg(0, std::ios::end);
-        m_size = static_cast<uint64_t>(m_stream.tellg());
-    }
-    uint64_t Size() const override { return m_size; }
-    bool ReadAt(uint64_t offset, void* buffer, size_t count) const override
-    {
-        m_stream.seekg(static_cast<std::streamoff>(offset));
-        m_stream.read(static_cast<char*>(buffer), static_cast<std::streamsize>(count));
-        return static_cast<size_t>(m_stream.gcount()) == count;
-    }
-
-private:
-    mutable std::ifstream m_stream;
-    uint64_t m_size = 0;
-};
 
 // Writes the image with its resource section moved to the end of a file of kFileSize bytes.
 std::string WriteLargeImage()
@@ -69,7 +49,7 @@ void FileVersionOfA64MiBFile(benchmark::State& state)
     bench::RunPair(
         state,
         [&] {
-            StreamSource source(path);
+            pe_test::StreamSource source(path);
             if (!peversion::ReadFileVersion(source, version))
                 state.SkipWithError("no version found");
         },

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <fstream>
 #include <functional>
 #include <string>
 #include <utility>
@@ -11,33 +10,11 @@
 
 #include "filesystem/PeVersion.h"
 #include "tests/filesystem/PeImageBuilder.h"
+#include "tests/filesystem/PeStreamSource.h"
 
 using namespace pe_test;
 
 namespace {
-
-// A file read at offsets through a stream, as a caller that never loads the whole file would.
-class FileSource final : public peversion::ByteSource {
-public:
-    explicit FileSource(const std::string& path) : m_stream(path, std::ios::binary)
-    {
-        m_stream.seekg(0, std::ios::end);
-        m_size = m_stream ? static_cast<uint64_t>(m_stream.tellg()) : 0;
-    }
-    bool IsOpen() const { return m_size != 0; }
-    uint64_t Size() const override { return m_size; }
-    bool ReadAt(uint64_t offset, void* buffer, size_t count) const override
-    {
-        m_stream.clear();
-        m_stream.seekg(static_cast<std::streamoff>(offset));
-        m_stream.read(static_cast<char*>(buffer), static_cast<std::streamsize>(count));
-        return static_cast<size_t>(m_stream.gcount()) == count;
-    }
-
-private:
-    mutable std::ifstream m_stream;
-    uint64_t m_size = 0;
-};
 
 // Wraps a source, counting reads and bytes, and failing the read numbered `failAt` (from 0) if set.
 class CountingSource final : public peversion::ByteSource {
@@ -116,6 +93,13 @@ const std::vector<Table> kTables = {
 };
 const std::vector<std::pair<uint16_t, uint16_t>> kTranslation = {{0x411, 1200}, {0x409, 1200}};
 
+PeImage VersionImageOf(const Bytes& block, bool pe32Plus)
+{
+    PeOptions options;
+    options.pe32Plus = pe32Plus;
+    return VersionImage(block, options);
+}
+
 std::u16string ToU16(const char* text)
 {
     return std::u16string(text, text + std::strlen(text));
@@ -138,7 +122,7 @@ TEST(PeVersionMingw, FilesOfBothWordSizesGiveTheTableOfTheirFirstTranslation)
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.file);
-        FileSource file(std::string(VELTRANE_PE_SAMPLES) + "/" + row.file);
+        StreamSource file(std::string(VELTRANE_PE_SAMPLES) + "/" + row.file);
         ASSERT_TRUE(file.IsOpen());
         const Outcome outcome = ReadVersion(file);
         EXPECT_EQ(outcome.found, row.found);
@@ -148,7 +132,7 @@ TEST(PeVersionMingw, FilesOfBothWordSizesGiveTheTableOfTheirFirstTranslation)
 
 TEST(PeVersionMingw, BlockOfACompiledFileAnswersTheSystemsQueries)
 {
-    FileSource file(std::string(VELTRANE_PE_SAMPLES) + "/versioned64.exe");
+    StreamSource file(std::string(VELTRANE_PE_SAMPLES) + "/versioned64.exe");
     const uint32_t size = peversion::GetVersionInfoSize(file);
     ASSERT_GT(size, 0u);
     // One byte more than the block: the rest of what the caller asks for is cleared.
@@ -187,9 +171,7 @@ TEST(PeVersionImage, BothFormsGiveTheTableTheFirstTranslationNames)
     const Bytes block = StandardBlock(kTables, kTranslation);
     for (bool pe32Plus : {false, true}) {
         SCOPED_TRACE(pe32Plus ? "PE32+" : "PE32");
-        PeOptions options;
-        options.pe32Plus = pe32Plus;
-        const PeImage image = VersionImage(block, options);
+        const PeImage image = VersionImageOf(block, pe32Plus);
         const peversion::MemorySource source(image.bytes.data(), image.bytes.size());
         EXPECT_EQ(peversion::GetVersionInfoSize(source), block.size());
         Bytes copy(block.size());
@@ -249,12 +231,10 @@ TEST(PeVersionImage, DamagedHeadersAndTreesGiveNoBlock)
          }},
     };
     for (bool pe32Plus : {false, true}) {
-        PeOptions options;
-        options.pe32Plus = pe32Plus;
-        ASSERT_TRUE(ReadVersion(VersionImage(block, options).bytes).found);
+        ASSERT_TRUE(ReadVersion(VersionImageOf(block, pe32Plus).bytes).found);
         for (const auto& [name, damage] : rows) {
             SCOPED_TRACE(std::string(name) + (pe32Plus ? " (PE32+)" : " (PE32)"));
-            PeImage image = VersionImage(block, options);
+            PeImage image = VersionImageOf(block, pe32Plus);
             damage(image);
             const peversion::MemorySource source(image.bytes.data(), image.bytes.size());
             EXPECT_EQ(peversion::GetVersionInfoSize(source), 0u);
@@ -271,9 +251,7 @@ TEST(PeVersionImage, EveryTruncationShortOfTheDataGivesFalse)
     const Bytes block = StandardBlock(kTables, kTranslation);
     for (bool pe32Plus : {false, true}) {
         SCOPED_TRACE(pe32Plus ? "PE32+" : "PE32");
-        PeOptions options;
-        options.pe32Plus = pe32Plus;
-        const PeImage image = VersionImage(block, options);
+        const PeImage image = VersionImageOf(block, pe32Plus);
         ASSERT_LT(image.dataEnd, image.bytes.size());  // the section's padding follows the data
         for (size_t length = 0; length <= image.bytes.size(); ++length) {
             // An exact-size copy, so that a read past the cut is caught by the address sanitizer too.
