@@ -20,6 +20,8 @@
 
 #include "filesystem/COsDirectory.h"
 
+#include "time/COsSystemTime.h"
+
 #include "network/COsSocket.h"
 
 #include "logging/COsLog.h"
