@@ -11,7 +11,8 @@
 namespace veltrane_test {
 
 // Sets the process's time zone (a POSIX TZ text such as "CST-8", which needs no zone database) for the
-// life of the object, and puts the previous one back.
+// life of the object, and puts the previous one back. It changes the variable only, as a client does:
+// the library notices the new zone at its next call.
 class TimeZoneScope
 {
 public:
@@ -32,13 +33,11 @@ private:
     {
 #ifdef _WIN32
         _putenv_s("TZ", zone != nullptr ? zone : "");
-        _tzset();
 #else
         if (zone != nullptr)
             setenv("TZ", zone, 1);
         else
             unsetenv("TZ");
-        tzset();
 #endif
     }
 
