@@ -290,6 +290,86 @@ void ShowPinYin()
     delete[] longName;
 }
 
+_STSystemTime Date(int year, int month, int day, int hour = 0, int minute = 0)
+{
+    _STSystemTime record;
+    record.wYear = static_cast<uint16_t>(year);
+    record.wMonth = static_cast<uint16_t>(month);
+    record.wDay = static_cast<uint16_t>(day);
+    record.wHour = static_cast<uint16_t>(hour);
+    record.wMinute = static_cast<uint16_t>(minute);
+    return record;
+}
+
+const char* Weekday(const _STSystemTime& record)
+{
+    static const char* const names[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+    return record.wDayOfWeek < 7 ? names[record.wDayOfWeek] : "?";
+}
+
+void ShowCalendar()
+{
+    Heading("Calendar time (local wall-clock records)");
+    _STSystemTime now = COsSystemTime::GetSystemTime();
+    std::printf("  %-44s %s %s, zone %+d h (west positive), %lld s since 1970 UTC\n",
+                "GetSystemTime()", COsSystemTime::TimeToString(now).c_str(), Weekday(now), COsSystemTime::GetTimeZone(),
+                COsSystemTime::GetSystemTimeAsLong());
+
+    COsSystemTime* time = COsSystemTime::CreateInstance(Date(2023, 1, 31, 9, 30));
+    auto show = [](const char* label, const _STSystemTime& result) {
+        std::printf("  %-44s %s\n", label, COsSystemTime::TimeToString(result).c_str());
+    };
+    show("month ends, from", time->GetTime());
+    show("AddMonths(1)", time->AddMonths(1));
+    time->SetTime(time->AddMonths(1));
+    show("AddMonths(1) twice (the pull-back stays)", time->AddMonths(1));
+    time->SetTime(Date(2024, 3, 31, 9, 30));
+    show("2024-03-31 AddMonths(-1)", time->AddMonths(-1));
+    show("2024-03-31 AddDays(-31) (elapsed days)", time->AddDays(-31));
+
+    std::printf("  leap years: February 29 valid in");
+    for (int year : {1900, 2000, 2023, 2024, 2100, 2400, 3200, 4000})
+        std::printf(" %d:%s", year, COsSystemTime::CheckDateValid(Date(year, 2, 29)) ? "yes" : "no");
+    std::printf(" (3200 is no leap year here)\n");
+    time->SetTime(Date(2024, 2, 29));
+    show("2024-02-29 AddYears(1)", time->AddYears(1));
+    show("2024-02-29 AddYears(-4)", time->AddYears(-4));
+    time->SetTime(Date(3196, 2, 29));
+    show("3196-02-29 AddYears(4)", time->AddYears(4));
+
+    _STSystemTime offset;
+    offset.wDay = 1;
+    offset.wMonth = 1;
+    time->SetTime(Date(2024, 1, 30, 18, 0));
+    show("2024-01-30 + 1 day + 1 month (days first)", time->AddDateOffset(offset));
+    offset.wDay = 0;
+    offset.wYear = 1;
+    time->SetTime(Date(2023, 1, 31));
+    show("2023-01-31 + 1 month + 1 year", time->AddDateOffset(offset));
+    offset = _STSystemTime();
+    offset.wMonth = 0xFFFF;
+    time->SetTime(Date(2024, 3, 31));
+    show("2024-03-31 + month 0xFFFF (one back)", time->AddDateOffset(offset));
+
+    FILETIME fileTime{};
+    _STSystemTime parsed;
+    bool read = COsSystemTime::StringToTime("2024-02-29T09:05:03.5", parsed);
+    bool converted = read && COsSystemTime::LocalTimeToFileTime(parsed, fileTime);
+    _STSystemTime back;
+    COsSystemTime::LocalTime(fileTime, back);
+    std::printf("  StringToTime(\"2024-02-29T09:05:03.5\") %s, %s; as FILETIME %08X%08X, back: %s %s\n",
+                read ? "true" : "false", COsSystemTime::TimeToString(parsed).c_str(), fileTime.dwHighDateTime,
+                fileTime.dwLowDateTime, converted ? COsSystemTime::TimeToString(back).c_str() : "-", Weekday(back));
+    time->SetTime(parsed);
+    std::printf("  %-44s %.9f days since 1970 UTC\n", "its day count", time->GetTimeAsDouble());
+
+    COsSystemTime* start = COsSystemTime::CreateInstance();
+    std::printf("  %-44s 0 ms: %d, 60000 ms: %d (1 passed, 0 not yet)\n", "CheckTimeout on a new object",
+                start->CheckTimeout(0), start->CheckTimeout(60000));
+    COsSystemTime::FreeInstance(&start);
+    COsSystemTime::FreeInstance(&time);
+}
+
 }  // namespace
 
 int main()
@@ -304,5 +384,6 @@ int main()
     ShowLogHub();
     ShowSockets();
     ShowIdentityAndPaths();
+    ShowCalendar();
     return 0;
 }
