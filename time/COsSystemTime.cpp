@@ -193,6 +193,21 @@ char* WriteDigits(char* out, unsigned value, int width)
     return out + width;
 }
 
+// The system's record and the library's have the same fields in the same order; copied one by one, so
+// that neither layout is assumed of the other.
+template <typename From, typename To>
+void CopyFields(const From& from, To& to)
+{
+    to.wYear = from.wYear;
+    to.wMonth = from.wMonth;
+    to.wDayOfWeek = from.wDayOfWeek;
+    to.wDay = from.wDay;
+    to.wHour = from.wHour;
+    to.wMinute = from.wMinute;
+    to.wSecond = from.wSecond;
+    to.wMilliseconds = from.wMilliseconds;
+}
+
 // Reads a text from left to right; every step that does not match leaves the cursor failed.
 class TextCursor
 {
@@ -668,24 +683,10 @@ void COsSystemTime::TimeStructToTimeb(const _STSystemTime& stTime, timeb& tbTime
 
 void COsSystemTime::SystemTimeToTimeStruct(const _SYSTEMTIME& sysTime, _STSystemTime& stTime)
 {
-    stTime.wYear = sysTime.wYear;
-    stTime.wMonth = sysTime.wMonth;
-    stTime.wDayOfWeek = sysTime.wDayOfWeek;
-    stTime.wDay = sysTime.wDay;
-    stTime.wHour = sysTime.wHour;
-    stTime.wMinute = sysTime.wMinute;
-    stTime.wSecond = sysTime.wSecond;
-    stTime.wMilliseconds = sysTime.wMilliseconds;
+    CopyFields(sysTime, stTime);
 }
 
 void COsSystemTime::TimeStructToSystemTime(const _STSystemTime& stTime, _SYSTEMTIME& sysTime)
 {
-    sysTime.wYear = stTime.wYear;
-    sysTime.wMonth = stTime.wMonth;
-    sysTime.wDayOfWeek = stTime.wDayOfWeek;
-    sysTime.wDay = stTime.wDay;
-    sysTime.wHour = stTime.wHour;
-    sysTime.wMinute = stTime.wMinute;
-    sysTime.wSecond = stTime.wSecond;
-    sysTime.wMilliseconds = stTime.wMilliseconds;
+    CopyFields(stTime, sysTime);
 }
