@@ -173,8 +173,8 @@ bool SidesAgree()
         }
         _STSystemTime local;
         FILETIME byLibrary{};
-        if (!COsSystemTime::StringToTime(samples.texts[i], local) || !COsSystemTime::LocalTimeToFileTime(local, byLibrary) ||
-            TicksOf(byLibrary) != TicksOf(byHand)) {
+        if (!COsSystemTime::StringToTime(samples.texts[i], local) ||
+            !COsSystemTime::LocalTimeToFileTime(local, byLibrary) || TicksOf(byLibrary) != TicksOf(byHand)) {
             std::fprintf(stderr, "the two sides read %s differently\n", samples.texts[i].c_str());
             return false;
         }
