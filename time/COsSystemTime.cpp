@@ -44,7 +44,7 @@ int CompareRecords(const _STSystemTime& a, const _STSystemTime& b)
     return 0;
 }
 
-void RecordFromTm(const tm& fields, _STSystemTime& record)
+void RecordFromTm(const std::tm& fields, _STSystemTime& record)
 {
     record.wYear = static_cast<uint16_t>(fields.tm_year + 1900);
     record.wMonth = static_cast<uint16_t>(fields.tm_mon + 1);
@@ -56,7 +56,7 @@ void RecordFromTm(const tm& fields, _STSystemTime& record)
     record.wMilliseconds = 0;
 }
 
-void TmFromRecord(const _STSystemTime& record, tm& fields)
+void TmFromRecord(const _STSystemTime& record, std::tm& fields)
 {
     std::memset(&fields, 0, sizeof fields);
     fields.tm_year = static_cast<int>(record.wYear) - 1900;
@@ -74,7 +74,7 @@ void TmFromRecord(const _STSystemTime& record, tm& fields)
 // cannot represent it or its year lies outside the record's 1 to 65535.
 bool LocalRecordOf(int64_t seconds, _STSystemTime& record)
 {
-    tm fields;
+    std::tm fields;
     if (!platform::ToLocalFields(seconds, fields))
         return false;
     if (fields.tm_year < 1 - 1900 || fields.tm_year > 65535 - 1900)
@@ -86,7 +86,7 @@ bool LocalRecordOf(int64_t seconds, _STSystemTime& record)
 // The UTC seconds of the record's local time, its fields out of range carried over.
 bool SecondsOfRecord(const _STSystemTime& record, int64_t& seconds)
 {
-    tm fields;
+    std::tm fields;
     TmFromRecord(record, fields);
     return platform::FromLocalFields(fields, seconds);
 }
@@ -512,7 +512,7 @@ timeb COsSystemTime::GetSystemTimeAsTimeb()
     now.time = seconds;
     now.millitm = milliseconds;
     now.timezone = static_cast<short>(platform::ZoneOffsetWest() / 60);
-    tm fields;
+    std::tm fields;
     now.dstflag = static_cast<short>(platform::ToLocalFields(seconds, fields) && fields.tm_isdst > 0 ? 1 : 0);
     return now;
 }
@@ -655,12 +655,12 @@ int COsSystemTime::GetYearDays(int nYear)
 
 // ---- Converters between the record and the runtime's and system's records
 
-void COsSystemTime::TmToTimeStruct(const tm& tmTime, _STSystemTime& stTime)
+void COsSystemTime::TmToTimeStruct(const std::tm& tmTime, _STSystemTime& stTime)
 {
     RecordFromTm(tmTime, stTime);
 }
 
-void COsSystemTime::TimeStructToTm(const _STSystemTime& stTime, tm& tmTime)
+void COsSystemTime::TimeStructToTm(const _STSystemTime& stTime, std::tm& tmTime)
 {
     TmFromRecord(stTime, tmTime);
 }

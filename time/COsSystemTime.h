@@ -126,8 +126,8 @@ public:
     static bool CheckDateTimeValid(const _STSystemTime& stTime);
 
 protected:
-    static void TmToTimeStruct(const tm& tmTime, _STSystemTime& stTime);
-    static void TimeStructToTm(const _STSystemTime& stTime, tm& tmTime);
+    static void TmToTimeStruct(const std::tm& tmTime, _STSystemTime& stTime);
+    static void TimeStructToTm(const _STSystemTime& stTime, std::tm& tmTime);
     static void TimebToTimeStruct(const timeb& tbTime, _STSystemTime& stTime);
     static void TimeStructToTimeb(const _STSystemTime& stTime, timeb& tbTime);
     static void SystemTimeToTimeStruct(const _SYSTEMTIME& sysTime, _STSystemTime& stTime);
