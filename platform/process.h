@@ -2,10 +2,13 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 namespace platform {
 
+// The process's id as the system numbers processes.
+uint32_t CurrentProcessId();
 // The full path of the process's executable as the kernel names it, "" when it cannot be read.
 std::string ExecutablePath();
 

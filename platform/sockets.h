@@ -32,6 +32,11 @@ constexpr int kWsaConnectionRefused = 10061;
 constexpr int kWsaHostNotFound = 11001;
 constexpr int kWsaNoData = 11004;
 
+// Starts the host's socket service for the process; every start counts, and the library stops it only where
+// it pairs its starts with stops. False, with the last error set, when the host refuses.
+// Host notes: POSIX sockets need no service: always true.
+bool SocketServiceStart();
+
 // The thread's last socket error (0 until a socket call fails on this thread).
 int SocketLastError();
 
@@ -52,6 +57,10 @@ bool SocketSetReuseAddress(uint64_t socket, bool enabled);
 bool SocketSetMulticastTtl(uint64_t socket, uint8_t ttl);
 bool SocketSetMulticastLoop(uint64_t socket, bool enabled);
 bool SocketJoinGroup(uint64_t socket, uint32_t group, uint32_t local);
+// The time limits of blocking receives and sends, in milliseconds (0: none); false on failure. A receive that
+// its limit ends fails with kWsaTimedOut.
+bool SocketSetReceiveTimeout(uint64_t socket, uint32_t milliseconds);
+bool SocketSetSendTimeout(uint64_t socket, uint32_t milliseconds);
 // Sets or clears the non-blocking mode; false on failure.
 bool SocketSetNonBlocking(uint64_t socket, bool nonBlocking);
 

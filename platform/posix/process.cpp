@@ -127,6 +127,11 @@ bool SpawnShell(const std::string& commandLine, int writeEnd, pid_t& child)
 
 }  // namespace
 
+uint32_t CurrentProcessId()
+{
+    return static_cast<uint32_t>(getpid());
+}
+
 std::string ExecutablePath()
 {
     std::vector<char> buffer(4096);

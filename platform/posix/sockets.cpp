@@ -6,13 +6,12 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
-#include <ifaddrs.h>
-#include <linux/if_packet.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -24,8 +23,11 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
 
+#include "platform/interfaces.h"
 #include "platform/lasterror.h"
+#include "platform/posix/errno_map.h"
 
 namespace platform {
 
@@ -33,73 +35,6 @@ namespace {
 
 // Windows' SendARP answer when the neighbour is not known.
 constexpr int kErrorBadNetName = 67;
-
-int WsaFromErrno(int error)
-{
-    switch (error) {
-    case 0: return 0;
-    case EINTR: return kWsaInterrupted;
-    case EBADF: return kWsaBadHandle;
-    case EPERM:
-    case EACCES: return kWsaAccess;
-    case EFAULT: return kWsaFault;
-    case EINVAL: return kWsaInvalid;
-    case EMFILE:
-    case ENFILE: return kWsaTooManyOpen;
-    case EAGAIN: return kWsaWouldBlock;
-    // Windows reports a non-blocking connect that is under way as would-block.
-    case EINPROGRESS: return kWsaWouldBlock;
-    case EALREADY: return 10037;
-    case ENOTSOCK: return kWsaNotSocket;
-    case EDESTADDRREQ: return 10039;
-    case EMSGSIZE: return 10040;
-    case EPROTOTYPE: return 10041;
-    case ENOPROTOOPT: return 10042;
-    case EPROTONOSUPPORT: return kWsaProtocolNotSupported;
-    case ESOCKTNOSUPPORT: return 10044;
-    case EOPNOTSUPP: return 10045;
-    case EPFNOSUPPORT: return 10046;
-    case EAFNOSUPPORT: return kWsaFamilyNotSupported;
-    case EADDRINUSE: return kWsaAddressInUse;
-    case EADDRNOTAVAIL: return 10049;
-    case ENETDOWN: return 10050;
-    case ENETUNREACH: return 10051;
-    case ENETRESET: return 10052;
-    case ECONNABORTED: return kWsaConnectionAborted;
-    // A send after the peer has gone: Windows names that a reset connection.
-    case EPIPE:
-    case ECONNRESET: return kWsaConnectionReset;
-    case ENOMEM:
-    case ENOBUFS: return kWsaNoBuffers;
-    case EISCONN: return 10056;
-    case ENOTCONN: return kWsaNotConnected;
-    case ESHUTDOWN: return 10058;
-    case ETIMEDOUT: return kWsaTimedOut;
-    case ECONNREFUSED: return kWsaConnectionRefused;
-    case ELOOP: return 10062;
-    case ENAMETOOLONG: return 10063;
-    case EHOSTDOWN: return 10064;
-    case EHOSTUNREACH: return 10065;
-    // No Windows number fits: the errno itself, which the library counts as an unknown failure.
-    default: return error;
-    }
-}
-
-void RecordErrno()
-{
-    SetLastError(static_cast<uint32_t>(WsaFromErrno(errno)));
-}
-
-// The descriptor behind a handle, or -1 (with the last error set) for a handle that cannot be one, as
-// all ones: Windows refuses such a handle as not a socket.
-int Descriptor(uint64_t socket)
-{
-    if (socket > static_cast<uint64_t>(INT_MAX)) {
-        SetLastError(kWsaNotSocket);
-        return -1;
-    }
-    return static_cast<int>(socket);
-}
 
 sockaddr_in MakeAddress(uint32_t address, uint16_t port)
 {
@@ -197,6 +132,11 @@ bool TakeFailedConnectError(int descriptor, int* error)
 
 }  // namespace
 
+bool SocketServiceStart()
+{
+    return true;
+}
+
 int SocketLastError()
 {
     return static_cast<int>(GetLastError());
@@ -264,6 +204,28 @@ bool SocketJoinGroup(uint64_t socket, uint32_t group, uint32_t local)
     membership.imr_multiaddr.s_addr = htonl(group);
     membership.imr_interface.s_addr = htonl(local);
     return SetOption(socket, IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof(membership));
+}
+
+namespace {
+
+bool SetTimeLimit(uint64_t socket, int option, uint32_t milliseconds)
+{
+    timeval limit;
+    limit.tv_sec = static_cast<time_t>(milliseconds / 1000);
+    limit.tv_usec = static_cast<suseconds_t>(milliseconds % 1000) * 1000;
+    return SetOption(socket, SOL_SOCKET, option, &limit, sizeof(limit));
+}
+
+}  // namespace
+
+bool SocketSetReceiveTimeout(uint64_t socket, uint32_t milliseconds)
+{
+    return SetTimeLimit(socket, SO_RCVTIMEO, milliseconds);
+}
+
+bool SocketSetSendTimeout(uint64_t socket, uint32_t milliseconds)
+{
+    return SetTimeLimit(socket, SO_SNDTIMEO, milliseconds);
 }
 
 bool SocketSetNonBlocking(uint64_t socket, bool nonBlocking)
@@ -550,30 +512,20 @@ namespace {
 // The hardware address of the adapter that holds `address`, when it is one of this machine's own.
 bool OwnHardwareAddress(uint32_t address, uint8_t* buffer, uint32_t* length)
 {
-    ifaddrs* list = nullptr;
-    if (getifaddrs(&list) != 0)
+    std::vector<AdapterEntry> adapters;
+    if (ListAdapters(&adapters) != 0)
         return false;
-    std::string adapter;
-    for (ifaddrs* entry = list; entry != nullptr; entry = entry->ifa_next) {
-        if (entry->ifa_addr != nullptr && entry->ifa_addr->sa_family == AF_INET &&
-            ntohl(reinterpret_cast<const sockaddr_in*>(entry->ifa_addr)->sin_addr.s_addr) == address) {
-            adapter = entry->ifa_name;
-            break;
-        }
-    }
-    bool found = false;
-    for (ifaddrs* entry = list; !adapter.empty() && entry != nullptr; entry = entry->ifa_next) {
-        if (entry->ifa_addr != nullptr && entry->ifa_addr->sa_family == AF_PACKET && adapter == entry->ifa_name) {
-            const sockaddr_ll* link = reinterpret_cast<const sockaddr_ll*>(entry->ifa_addr);
-            uint32_t count = link->sll_halen < *length ? link->sll_halen : *length;
-            std::memcpy(buffer, link->sll_addr, count);
+    for (const AdapterEntry& adapter : adapters) {
+        for (const AdapterAddress& own : adapter.addresses) {
+            if (ParseIPv4(own.address.c_str()) != address)
+                continue;
+            uint32_t count = adapter.hardwareLength < *length ? adapter.hardwareLength : *length;
+            std::memcpy(buffer, adapter.hardware, count);
             *length = count;
-            found = true;
-            break;
+            return true;
         }
     }
-    freeifaddrs(list);
-    return found;
+    return false;
 }
 
 // A complete entry of the kernel's neighbour table, read from /proc/net/arp.
