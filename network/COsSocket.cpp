@@ -8,6 +8,7 @@
 #include <new>
 #include <unordered_map>
 
+#include "network/NetworkText.h"
 #include "platform/clock.h"
 #include "platform/sockets.h"
 #include "strings/COsConverter.h"
@@ -16,6 +17,9 @@
 
 int COsSocket::s_nTotalSockets = 0;
 CMonitoredSection COsSocket::s_MonitoredSection;
+
+using network_text::DottedText;
+using network_text::HardwareText;
 
 namespace {
 
@@ -59,12 +63,6 @@ ESocketError ErrorFromCode(int code)
     case platform::kWsaFault: return eSocketErrorFault;
     default: return eSocketErrorUnknown;
     }
-}
-
-std::string DottedText(uint32_t address)
-{
-    return std::to_string(address >> 24) + '.' + std::to_string((address >> 16) & 0xFF) + '.' +
-           std::to_string((address >> 8) & 0xFF) + '.' + std::to_string(address & 0xFF);
 }
 
 // Copies min(size, length) bytes and no terminator: the caller's buffer is zero-filled and larger.
@@ -530,17 +528,8 @@ bool COsSocket::GetRemoteMac(std::string strHost)
     uint32_t length = 6;
     if (platform::HardwareAddressOf(address, hardware, &length) != 0)
         return false;
-    if (length > 0) {
-        static const char kDigits[] = "0123456789ABCDEF";
-        std::string text;
-        for (uint32_t i = 0; i < length; ++i) {
-            if (i > 0)
-                text += ':';
-            text += kDigits[hardware[i] >> 4];
-            text += kDigits[hardware[i] & 0xF];
-        }
-        COsString::Copy(text.c_str(), &m_pRemoteMac);
-    }
+    if (length > 0)
+        COsString::Copy(HardwareText(hardware, length).c_str(), &m_pRemoteMac);
     return true;
 }
 
