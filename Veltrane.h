@@ -22,6 +22,8 @@
 
 #include "time/COsSystemTime.h"
 
+#include "network/COsAdapter.h"
+#include "network/COsPing.h"
 #include "network/COsSocket.h"
 
 #include "logging/COsLog.h"
