@@ -2,9 +2,12 @@
 #include <Veltrane.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -370,10 +373,63 @@ void ShowCalendar()
     COsSystemTime::FreeInstance(&time);
 }
 
+void ShowPingAndAdapters(unsigned int viewerWaitMilliseconds)
+{
+    Heading("Ping and adapters");
+    // Ping tells its steps only to the log hub: a viewer attached to it shows them.
+    COsLog* hub = COsLog::GetInstance();
+    if (hub->Start() == 0) {
+        const int port = COsLog::GetLogOutputPort();
+        std::printf("  log hub on port %d: `veltrane-logviewer 127.0.0.1 %d` shows the ping's steps\n", port, port);
+        if (viewerWaitMilliseconds > 0) {
+            std::printf("  waiting %u ms for a viewer to attach\n", viewerWaitMilliseconds);
+            std::fflush(stdout);
+            COsThread::Sleep(viewerWaitMilliseconds);
+        }
+    }
+    int status = COsPing::Ping("127.0.0.1", 1000, 2);
+    std::printf("  Ping(\"127.0.0.1\", 1000, 2)     %d (%s)\n", status, status == 0 ? "a reply came" : "no reply");
+
+    unsigned int size = 0;
+    status = COsAdapter::GetAllAdapters(nullptr, &size);
+    std::printf("  GetAllAdapters with size 0      %d (%s), %u bytes needed\n", status, OsErrorName(status), size);
+    std::vector<_S_Adapter_Info> records(size / sizeof(_S_Adapter_Info) + 1);
+    size = static_cast<unsigned int>(records.size() * sizeof(_S_Adapter_Info));
+    status = COsAdapter::GetAllAdapters(records.data(), &size);
+    std::printf("  GetAllAdapters                  %d\n", status);
+    std::printf("  %-16s %-20s %-16s %s\n", "adapter", "hardware address", "address", "mask");
+    const bool any = status == 0 && size >= sizeof(_S_Adapter_Info) && records[0].szIPAddress[0] != '\0';
+    for (const _S_Adapter_Info* record = any ? &records[0] : nullptr; record != nullptr; record = record->pNext)
+        std::printf("  %-16s %-20s %-16s %s\n", record->szAdapterName, record->szMac, record->szIPAddress, record->szIPMask);
+    std::string addresses;
+    for (const std::string& address : COsAdapter::GetAllLocalIP())
+        addresses += " '" + address + "'";
+    std::printf("  GetAllLocalIP()                %s\n", addresses.c_str());
+    if (any) {
+        std::string lower = records[0].szMac;
+        for (char& letter : lower)
+            letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+        _S_Adapter_Info found{};
+        status = COsAdapter::GetAdapterFromMac(lower, found);
+        std::printf("  GetAdapterFromMac(\"%s\")  %d, %s %s\n", lower.c_str(), status, found.szAdapterName,
+                    found.szIPAddress);
+    }
+    // The hub sends one message per 10 ms: give it time to hand the ping's steps over before it ends.
+    COsThread::Sleep(300);
+    COsLog::FreeInstance();
+}
+
 }  // namespace
 
-int main()
+int main(int argc, char** argv)
 {
+    // `veltrane --viewer-wait MS` waits that long after starting the hub for the ping, so that a log viewer
+    // can attach and show the ping's steps.
+    unsigned int viewerWait = 0;
+    for (int i = 1; i + 1 < argc; ++i) {
+        if (std::strcmp(argv[i], "--viewer-wait") == 0)
+            viewerWait = static_cast<unsigned int>(std::strtoul(argv[i + 1], nullptr, 10));
+    }
     std::printf("Veltrane demonstration\n");
     ShowBlocks();
     ShowStrings();
@@ -385,5 +441,6 @@ int main()
     ShowSockets();
     ShowIdentityAndPaths();
     ShowCalendar();
+    ShowPingAndAdapters(viewerWait);
     return 0;
 }
