@@ -5,42 +5,20 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <string>
 
 #include "tests/network/SocketTestSupport.h"
+#include "tests/support/NetNamespace.h"
 
 using namespace veltrane_test;
 
-namespace {
-
-const char* const kNoSuchHost = "no-such-host.invalid";
-const char* const kInsideVariable = "VELTRANE_PRIVATE_NETWORK";
-
-// Disabled, so that no ordinary run starts them; skipped outside the namespace.
-struct COsSocketPrivateNetwork : ::testing::Test
-{
-    void SetUp() override
-    {
-        if (std::getenv(kInsideVariable) == nullptr)
-            GTEST_SKIP() << "runs only inside the private network namespace that COsSocketNamespace makes";
-    }
-};
-
-}  // namespace
+using COsSocketPrivateNetwork = PrivateNetworkTest;
 
 TEST(COsSocketNamespace, NameFailuresBroadcastAndMulticastInAPrivateNetwork)
 {
-    const std::string setup = "unshare --net --map-root-user sh -c 'ip link set lo up && ip link set lo multicast on && "
-                              "ip addr add 10.77.0.1/24 brd 10.77.0.255 dev lo && ip route add 224.0.0.0/4 dev lo";
-    if (std::system((setup + "' >/dev/null 2>&1").c_str()) != 0)
-        GTEST_SKIP() << "no private network namespace here (needs unshare --net with user namespaces, and ip)";
-    const std::string command = setup + " && exec env " + kInsideVariable +
-                                "=1 \"$0\" --gtest_also_run_disabled_tests --gtest_filter=\"$1\"' '" +
-                                std::filesystem::read_symlink("/proc/self/exe").string() +
-                                "' 'COsSocketPrivateNetwork.DISABLED_*'";
-    EXPECT_EQ(0, std::system(command.c_str())) << command;
+    RunInPrivateNetwork("ip link set lo multicast on && ip addr add 10.77.0.1/24 brd 10.77.0.255 dev lo && "
+                        "ip route add 224.0.0.0/4 dev lo",
+                        "COsSocketPrivateNetwork.DISABLED_*");
 }
 
 TEST_F(COsSocketPrivateNetwork, DISABLED_NameThatDoesNotResolve)
