@@ -9,7 +9,6 @@
 #include <poll.h>
 
 #include <fstream>
-#include <regex>
 #include <thread>
 
 #include "tests/network/PingTestSupport.h"
@@ -166,13 +165,15 @@ TEST_F(COsPingRawPath, DISABLED_ALateReplyOnTheSecondAttemptCountsAndOtherSender
     const std::string told = Messages();
     EXPECT_EQ(1, Occurrences(told, kTimedOut)) << told;
     EXPECT_EQ(2, Occurrences(told, "in COsPing: Success Send Packet.\r\n")) << told;
-    std::smatch reply;
-    ASSERT_TRUE(std::regex_search(told, reply, std::regex("Reply from 127\\.0\\.0\\.1: bytes=32 time=(\\d+)ms TTL=33 "
-                                                          "icmp_seq=(\\d+), dest_addr  127\\.0\\.0\\.1: \r\n"
-                                                          "in COsPing: Success Recv Packet\\.\r\n$")))
+    const size_t reply = told.find("Reply from");
+    std::vector<long> numbers;
+    ASSERT_TRUE(reply != std::string::npos &&
+                MatchesWithNumbers(told.substr(reply), "Reply from 127.0.0.1: bytes=32 time=#ms TTL=33 icmp_seq=#, "
+                                                       "dest_addr  127.0.0.1: \r\nin COsPing: Success Recv Packet.\r\n",
+                                   &numbers))
         << told;
-    EXPECT_GE(std::stoi(reply[1]), 300) << "the round trip is counted from the first request's send time";
-    EXPECT_EQ(std::to_string(first[6] | first[7] << 8), reply[2].str());
+    EXPECT_GE(numbers[0], 300) << "the round trip is counted from the first request's send time";
+    EXPECT_EQ(first[6] | first[7] << 8, numbers[1]);
 }
 
 TEST_F(COsPingRawPath, DISABLED_ANameThatDoesNotResolveSendsNothing)
@@ -187,8 +188,7 @@ TEST_F(COsPingEchoService, DISABLED_TheServiceAnswersAndEachAttemptTellsItsOutco
     const int descriptors = veltrane_test::OpenDescriptorCount();
     EXPECT_EQ(0, COsPing::Ping("127.0.0.1", 1000, 2));
     std::string told = Messages();
-    EXPECT_TRUE(std::regex_match(told, std::regex("IcmpSendEcho received from 127\\.0\\.0\\.1, status = 0, "
-                                                  "roundtrip time = [01] milliseconds")))
+    EXPECT_TRUE(MatchesWithNumbers(told, "IcmpSendEcho received from 127.0.0.1, status = 0, roundtrip time = # milliseconds"))
         << told;
     EXPECT_EQ(OS_ERR_NETWORK, COsPing::Ping("127.0.0.1", 1000, 0));
     EXPECT_EQ("", Messages()) << "no attempt: nothing to tell";

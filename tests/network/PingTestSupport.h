@@ -102,6 +102,28 @@ struct RawIcmpSocket
     }
 };
 
+// Whether `text` is `pattern` exactly, where each '#' of the pattern stands for a decimal number, which is
+// appended to `numbers`.
+inline bool MatchesWithNumbers(const std::string& text, const std::string& pattern, std::vector<long>* numbers = nullptr)
+{
+    size_t at = 0;
+    for (char expected : pattern) {
+        if (expected != '#') {
+            if (at >= text.size() || text[at++] != expected)
+                return false;
+            continue;
+        }
+        const size_t digits = at;
+        while (at < text.size() && text[at] >= '0' && text[at] <= '9')
+            ++at;
+        if (at == digits || at - digits > 9)
+            return false;
+        if (numbers != nullptr)
+            numbers->push_back(std::stol(text.substr(digits, at - digits)));
+    }
+    return at == text.size();
+}
+
 inline int Occurrences(const std::string& text, const std::string& part)
 {
     int count = 0;
