@@ -34,6 +34,8 @@ constexpr uint16_t kFamilyIPv4 = 2;
 constexpr uint32_t kAttemptPause = 10;
 // A failing receive is tried again after this pause, so that a failure that persists costs no core.
 constexpr uint32_t kFailurePause = 10;
+// A wait without limit, in the slices that a time limit of 0 asks for.
+constexpr uint32_t kNoLimit = 0xFFFFFFFF;
 // The echo service's room for a reply, and the data of its request.
 constexpr uint32_t kReplyRoom = 72;
 constexpr char kServiceData[kDataSize] = "Data Buffer";
@@ -147,6 +149,7 @@ int COsPing::Ping(const std::string& strHost, unsigned int nTimeout, unsigned in
     // Without these limits a send or receive would wait as long as it takes; a refusal leaves them so.
     platform::SocketSetReceiveTimeout(raw.get(), nTimeout);
     platform::SocketSetSendTimeout(raw.get(), nTimeout);
+    platform::SocketSetNonBlocking(raw.get(), true);
 
     uint32_t address = 0;
     if (!ResolveHost(strHost, &address)) {
@@ -213,38 +216,31 @@ int COsPing::recv_packet(SOCKET hSocket, int nPid, const _S_SocketAddr& dest, un
 {
     unsigned char buffer[kReceiveBufferSize];
     // One limit for the whole wait: packets that are not the reply, and failures of the receive, use up the
-    // time instead of starting it again, so the call ends in time whatever else reaches the socket.
+    // time instead of starting it again, so the call ends in time whatever else reaches the socket. The
+    // socket does not block: a receive takes what is there, and only an empty socket is waited for.
     const uint32_t start = platform::GetTickCount();
     for (;;) {
-        uint32_t remaining = 0;
-        if (nTimeout != 0) {
-            const uint32_t elapsed = platform::GetTickCount() - start;
-            if (elapsed >= nTimeout)
-                break;
-            remaining = nTimeout - elapsed;
-            platform::SocketWaitResult readiness;
-            const int ready = platform::SocketWait(hSocket, false, remaining, &readiness);
-            if (ready == 0)
-                continue;
-            if (ready < 0) {
-                platform::Sleep(remaining < kFailurePause ? remaining : kFailurePause);
-                continue;
-            }
-        }
+        const uint32_t elapsed = platform::GetTickCount() - start;
+        if (nTimeout != 0 && elapsed >= nTimeout)
+            break;
+        const uint32_t remaining = nTimeout != 0 ? nTimeout - elapsed : kNoLimit;
         std::memset(buffer, 0, sizeof(buffer));
         uint32_t sender = 0;
         uint16_t port = 0;
         const long received = platform::SocketReceiveFrom(hSocket, buffer, sizeof(buffer), 0, &sender, &port);
-        if (received < 0) {
-            if (platform::SocketLastError() == platform::kWsaTimedOut)
-                break;
-            platform::Sleep(nTimeout != 0 && remaining < kFailurePause ? remaining : kFailurePause);
+        if (received >= 0) {
+            if (unpack(buffer, static_cast<int>(received), nPid, dest, AddressRecord(sender)) == 1) {
+                Write("in COsPing: Success Recv Packet.\r\n");
+                return 0;
+            }
             continue;
         }
-        if (unpack(buffer, static_cast<int>(received), nPid, dest, AddressRecord(sender)) == 1) {
-            Write("in COsPing: Success Recv Packet.\r\n");
-            return 0;
-        }
+        const int error = platform::SocketLastError();
+        if (error == platform::kWsaTimedOut)
+            break;
+        platform::SocketWaitResult readiness;
+        if (error != platform::kWsaWouldBlock || platform::SocketWait(hSocket, false, remaining, &readiness) < 0)
+            platform::Sleep(remaining < kFailurePause ? remaining : kFailurePause);
     }
     Write("Request timed out dest_addr = %s\r\n", DottedText(HostAddress(dest)).c_str());
     return -1;

@@ -15,7 +15,7 @@ constexpr uint32_t kIpRequestTimedOut = 11010;
 constexpr uint32_t kErrorInsufficientBuffer = 122;
 
 // The protocol number of ICMP in the host's protocol database, or -1 when the host cannot tell.
-// Host notes: POSIX reads the database reentrantly, and where it has no entry (a system without
+// Host notes: POSIX reads the database once per process, and where it has no entry (a system without
 // /etc/protocols) gives 1, the number that the Internet standard fixes for ICMP.
 int IcmpProtocolNumber();
 

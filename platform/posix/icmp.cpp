@@ -51,12 +51,17 @@ uint16_t ReadNetworkOrder16(const uint8_t* bytes)
 
 int IcmpProtocolNumber()
 {
-    protoent entry;
-    protoent* found = nullptr;
-    char buffer[1024];
-    if (getprotobyname_r("icmp", &entry, buffer, sizeof(buffer), &found) == 0 && found != nullptr)
-        return found->p_proto;
-    return kIcmpProtocol;
+    // Read once per process: reading the database costs a file's worth of system calls, as much as the rest
+    // of a ping to the loopback, and the number never changes.
+    static const int number = [] {
+        protoent entry;
+        protoent* found = nullptr;
+        char buffer[1024];
+        if (getprotobyname_r("icmp", &entry, buffer, sizeof(buffer), &found) == 0 && found != nullptr)
+            return found->p_proto;
+        return kIcmpProtocol;
+    }();
+    return number;
 }
 
 uint64_t IcmpRawSocketOpen(int protocol)
