@@ -109,13 +109,15 @@ bool PlainPing(uint16_t sequence)
     target.sin_family = AF_INET;
     target.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     bool answered = false;
-    if (sendto(raw, request, sizeof(request), 0, reinterpret_cast<sockaddr*>(&target), sizeof(target)) == sizeof(request)) {
+    const sockaddr* to = reinterpret_cast<sockaddr*>(&target);
+    if (sendto(raw, request, sizeof(request), 0, to, sizeof(target)) == sizeof(request)) {
         unsigned char reply[4096];
         pollfd entry{raw, POLLIN, 0};
         while (!answered && poll(&entry, 1, 1000) > 0) {
             const ssize_t length = recv(raw, reply, sizeof(reply), 0);
             const int header = (reply[0] & 0x0F) * 4;
-            answered = length >= header + 8 && reply[header] == 0 && reply[header + 4] == 0x34 && reply[header + 5] == 0x12;
+            answered = length >= header + 8 && reply[header] == 0 && reply[header + 4] == 0x34 &&
+                       reply[header + 5] == 0x12;
         }
     }
     close(raw);
@@ -145,8 +147,12 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "bench_network needs root to make its network namespace; nothing measured\n");
         return 0;
     }
-    benchmark::RegisterBenchmark("GetAllAdapters_64_addresses_vs_getifaddrs", AdapterList)->Iterations(2000)->Unit(benchmark::kMicrosecond);
-    benchmark::RegisterBenchmark("Ping_127.0.0.1_vs_raw_echo", PingLoopback)->Iterations(2000)->Unit(benchmark::kMicrosecond);
+    benchmark::RegisterBenchmark("GetAllAdapters_64_addresses_vs_getifaddrs", AdapterList)
+        ->Iterations(2000)
+        ->Unit(benchmark::kMicrosecond);
+    benchmark::RegisterBenchmark("Ping_127.0.0.1_vs_raw_echo", PingLoopback)
+        ->Iterations(2000)
+        ->Unit(benchmark::kMicrosecond);
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

@@ -70,8 +70,9 @@ _S_SocketAddr AddressRecord(uint32_t address)
     _S_SocketAddr record;
     std::memset(&record, 0, sizeof(record));
     record.nFamily = kFamilyIPv4;
-    const unsigned char bytes[4] = {static_cast<unsigned char>(address >> 24), static_cast<unsigned char>(address >> 16),
-                                    static_cast<unsigned char>(address >> 8), static_cast<unsigned char>(address)};
+    unsigned char bytes[4];
+    for (int i = 0; i < 4; ++i)
+        bytes[i] = static_cast<unsigned char>(address >> (24 - 8 * i));
     std::memcpy(&record.nAddress, bytes, sizeof(bytes));
     return record;
 }
@@ -188,8 +189,8 @@ int COsPing::IcmpPing(const std::string& strHost, unsigned int nTimeout)
         return OS_ERR_NETWORK;
     }
     platform::EchoReply reply{};
-    if (platform::EchoServiceSend(service.get(), address, kServiceData, kDataSize, replyBuffer.get(), kReplyRoom, nTimeout,
-                                  &reply) == 0) {
+    if (platform::EchoServiceSend(service.get(), address, kServiceData, kDataSize, replyBuffer.get(), kReplyRoom,
+                                  nTimeout, &reply) == 0) {
         const long error = static_cast<long>(platform::GetLastError());
         Write("IcmpSendEcho returned error: %ld", error);
         return OS_ERR_NETWORK;
@@ -287,8 +288,9 @@ int COsPing::unpack(unsigned char* pPacket, int nLength, int nPid, const _S_Sock
         return 0;
     const uint32_t roundTrip = platform::GetTickCount() - ReadLittle32(icmp + 8);
     Write("Reply from %s: bytes=%d time=%.0fms TTL=%d icmp_seq=%u, dest_addr  %s: \r\n",
-          DottedText(HostAddress(from)).c_str(), nLength - headerLength - kIcmpHeaderSize, static_cast<double>(roundTrip),
-          static_cast<int>(pPacket[8]), static_cast<unsigned int>(ReadLittle16(icmp + 6)),
+          DottedText(HostAddress(from)).c_str(), nLength - headerLength - kIcmpHeaderSize,
+          static_cast<double>(roundTrip), static_cast<int>(pPacket[8]),
+          static_cast<unsigned int>(ReadLittle16(icmp + 6)),
           DottedText(HostAddress(dest)).c_str());
     return 1;
 }

@@ -120,8 +120,8 @@ uint32_t EchoServiceSend(EchoService* service, uint32_t address, const void* dat
     target.sin_family = AF_INET;
     target.sin_addr.s_addr = htonl(address);
     const uint32_t start = GetTickCount();
-    if (sendto(service->descriptor, request.data(), request.size(), MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&target),
-               sizeof(target)) < 0) {
+    const sockaddr* to = reinterpret_cast<const sockaddr*>(&target);
+    if (sendto(service->descriptor, request.data(), request.size(), MSG_NOSIGNAL, to, sizeof(target)) < 0) {
         RecordErrno();
         return 0;
     }

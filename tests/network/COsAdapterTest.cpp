@@ -1,11 +1,12 @@
 // COsAdapter: the records built from an adapter list of the test's own, then the real list against the
-// kernel's, here and in private network namespaces with veth pairs, several addresses on one adapter, none
-// at all, and more addresses than the lookups have room for.
+// kernel's, here and in private network namespaces: a veth pair with several addresses on one adapter, no
+// usable address at all, and more addresses than the lookups have room for.
 #include <gtest/gtest.h>
 
 #include <cctype>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <sstream>
 
@@ -16,85 +17,69 @@
 namespace {
 
 constexpr unsigned int kRecord = sizeof(_S_Adapter_Info);
+// adapter, hardware text, address, mask
+using Row = std::vector<std::string>;
 
-struct Expected
+Row RowOf(const _S_Adapter_Info& record)
 {
-    std::string adapter, mac, address, mask;
-    bool operator==(const Expected& other) const
-    {
-        return adapter == other.adapter && mac == other.mac && address == other.address && mask == other.mask;
-    }
-};
-
-std::ostream& operator<<(std::ostream& out, const Expected& row)
-{
-    return out << row.adapter << ' ' << row.mac << ' ' << row.address << ' ' << row.mask;
+    return {record.szAdapterName, record.szMac, record.szIPAddress, record.szIPMask};
 }
 
-std::vector<std::string> CommandLines(const char* command)
+// The words of each line that a command prints.
+std::vector<std::vector<std::string>> CommandWords(const char* command)
 {
-    std::vector<std::string> lines;
+    std::vector<std::vector<std::string>> lines;
     FILE* pipe = popen(command, "r");
     char line[4096];
-    while (pipe != nullptr && std::fgets(line, sizeof(line), pipe) != nullptr)
-        lines.push_back(line);
+    while (pipe != nullptr && std::fgets(line, sizeof(line), pipe) != nullptr) {
+        std::istringstream words(line);
+        lines.emplace_back(std::istream_iterator<std::string>(words), std::istream_iterator<std::string>());
+    }
     if (pipe != nullptr)
         pclose(pipe);
     return lines;
 }
 
-std::string MaskOfPrefix(int prefix)
-{
-    const uint32_t mask = prefix == 0 ? 0 : ~0u << (32 - prefix);
-    return std::to_string(mask >> 24) + '.' + std::to_string((mask >> 16) & 0xFF) + '.' + std::to_string((mask >> 8) & 0xFF) +
-           '.' + std::to_string(mask & 0xFF);
-}
-
 // The usable addresses in the kernel's own order, as the ip tool lists them, with their adapter's name,
 // hardware address (in capitals) and mask.
-std::vector<Expected> KernelList()
+std::vector<Row> KernelList()
 {
     std::map<std::string, std::string> macs;
-    for (const std::string& line : CommandLines("ip -o link show")) {
-        std::istringstream fields(line);
-        std::string index, name, field;
-        fields >> index >> name;
-        name = name.substr(0, name.find_first_of("@:"));
-        while (fields >> field && field.rfind("link/", 0) != 0) {
+    for (const auto& words : CommandWords("ip -o link show")) {
+        const std::string name = words.at(1).substr(0, words.at(1).find_first_of("@:"));
+        for (size_t i = 2; i + 1 < words.size(); ++i) {
+            if (words[i].rfind("link/", 0) == 0 && words[i + 1].find(':') != std::string::npos)
+                for (char letter : words[i + 1])
+                    macs[name] += static_cast<char>(std::toupper(static_cast<unsigned char>(letter)));
         }
-        std::string mac;
-        if (!(fields >> mac) || mac.find(':') == std::string::npos)
-            mac.clear();
-        for (char& letter : mac)
-            letter = static_cast<char>(std::toupper(static_cast<unsigned char>(letter)));
-        macs[name] = mac;
     }
-    std::vector<Expected> rows;
-    for (const std::string& line : CommandLines("ip -o -4 addr show")) {
-        std::istringstream fields(line);
-        std::string index, name, family, address;
-        fields >> index >> name >> family >> address;
-        const size_t slash = address.find('/');
-        Expected row{name, macs[name], address.substr(0, slash), MaskOfPrefix(std::stoi(address.substr(slash + 1)))};
-        if (row.address != "127.0.0.1" && row.address != "0.0.0.0")
-            rows.push_back(row);
+    std::vector<Row> rows;
+    for (const auto& words : CommandWords("ip -o -4 addr show")) {
+        const std::string& address = words.at(3);
+        const int prefix = std::stoi(address.substr(address.find('/') + 1));
+        const uint32_t mask = prefix == 0 ? 0 : ~0u << (32 - prefix);
+        const std::string dotted = address.substr(0, address.find('/'));
+        if (dotted != "127.0.0.1" && dotted != "0.0.0.0")
+            rows.push_back({words[1], macs[words[1]], dotted,
+                            std::to_string(mask >> 24) + '.' + std::to_string(mask >> 16 & 0xFF) + '.' +
+                                std::to_string(mask >> 8 & 0xFF) + '.' + std::to_string(mask & 0xFF)});
     }
     return rows;
 }
 
-// The records of a successful listing, walked through pNext, checked to stay inside the caller's array.
-std::vector<Expected> Walk(const std::vector<_S_Adapter_Info>& records)
+// The records of a listing in pNext order, checked to stay inside the caller's array.
+std::vector<Row> Walk(const std::vector<_S_Adapter_Info>& records)
 {
-    std::vector<Expected> rows;
+    std::vector<Row> rows;
     for (const _S_Adapter_Info* record = records.data(); record != nullptr && rows.size() < records.size();
          record = record->pNext) {
         EXPECT_TRUE(record >= records.data() && record < records.data() + records.size());
-        rows.push_back({record->szAdapterName, record->szMac, record->szIPAddress, record->szIPMask});
+        rows.push_back(RowOf(*record));
     }
     return rows;
 }
 
-// GetAllAdapters into an array of exactly the size it names, after asking for that size with 0.
+// GetAllAdapters into an array of exactly the size that a query with 0 named; the size stays on success.
 std::vector<_S_Adapter_Info> AllRecords()
 {
     unsigned int size = 0;
@@ -102,22 +87,20 @@ std::vector<_S_Adapter_Info> AllRecords()
     EXPECT_TRUE(status == OS_ERR_BUFFER_TOO_SMALL || (status == 0 && size == 0)) << status;
     std::vector<_S_Adapter_Info> records(size / kRecord);
     EXPECT_EQ(0, COsAdapter::GetAllAdapters(records.data(), &size));
-    EXPECT_EQ(records.size() * kRecord, size) << "unchanged on success";
+    EXPECT_EQ(records.size() * kRecord, size);
     return records;
 }
 
-// The real list equals the kernel's, record for record, and GetAllLocalIP gives its addresses.
+// The real list is the kernel's, record for record, and GetAllLocalIP gives its addresses.
 void ExpectTheKernelsList()
 {
-    const std::vector<Expected> kernel = KernelList();
-    ASSERT_FALSE(CommandLines("ip -o link show").empty()) << "the ip tool lists the links";
+    ASSERT_FALSE(CommandWords("ip -o link show").empty()) << "the ip tool lists the links";
+    const std::vector<Row> kernel = KernelList();
     EXPECT_EQ(kernel, Walk(AllRecords()));
-    std::vector<std::string> addresses;
-    for (const Expected& row : kernel)
-        addresses.push_back(row.address);
-    if (addresses.size() <= 32) {
-        EXPECT_EQ(addresses.empty() ? std::vector<std::string>{""} : addresses, COsAdapter::GetAllLocalIP());
-    }
+    std::vector<std::string> addresses = kernel.empty() ? std::vector<std::string>{""} : std::vector<std::string>{};
+    for (const Row& row : kernel)
+        addresses.push_back(row[2]);
+    EXPECT_EQ(kernel.size() <= 32 ? addresses : std::vector<std::string>{}, COsAdapter::GetAllLocalIP());
 }
 
 platform::AdapterEntry Adapter(const std::string& name, std::vector<uint8_t> hardware,
@@ -136,59 +119,47 @@ platform::AdapterEntry Adapter(const std::string& name, std::vector<uint8_t> har
 
 TEST(COsAdapterRecords, UsableAddressesInOrderTheSizeProtocolAndTheTextLimits)
 {
-    const std::string longName(300, 'n');
     std::vector<platform::AdapterEntry> adapters = {
         Adapter("eth0", {0x00, 0x1A, 0x2B, 0x3C, 0x4D, 0x5E},
                 {{"10.0.0.5", "255.0.0.0"}, {"0.0.0.0", "0.0.0.0"}, {"10.0.0.6", "255.255.0.0"}}),
         Adapter("lo", {0, 0, 0, 0, 0, 0}, {{"127.0.0.1", "255.0.0.0"}}),
-        Adapter("down", {0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF}, {}),
+        Adapter("down", {0xAA, 0xBB}, {}),
         Adapter("tun0", {}, {{"172.16.0.1", "255.255.255.255"}}),
-        Adapter(longName, std::vector<uint8_t>(24, 0xA5), {{"192.168.1.1", "255.255.255.0"}}),
+        Adapter(std::string(300, 'n'), std::vector<uint8_t>(24, 0xA5), {{"192.168.1.1", "255.255.255.0"}}),
     };
     adapters.back().description = std::string(200, 'd');
-    const std::vector<Expected> expected = {
-        {"eth0", "00:1A:2B:3C:4D:5E", "10.0.0.5", "255.0.0.0"},
-        {"eth0", "00:1A:2B:3C:4D:5E", "10.0.0.6", "255.255.0.0"},
-        {"tun0", "", "172.16.0.1", "255.255.255.255"},
-        {std::string(256, 'n'), "A5:A5:A5:A5:A5:A5:A5:A5:A5:A5:A5:A5:A5:A5:A5:A5:A5:A5:A5:A5:A5:A5:A5:A5", "192.168.1.1",
-         "255.255.255.0"},
-    };
+    std::string longMac = "A5";
+    while (longMac.size() < 71)
+        longMac += ":A5";
+    const std::vector<Row> expected = {{"eth0", "00:1A:2B:3C:4D:5E", "10.0.0.5", "255.0.0.0"},
+                                       {"eth0", "00:1A:2B:3C:4D:5E", "10.0.0.6", "255.255.0.0"},
+                                       {"tun0", "", "172.16.0.1", "255.255.255.255"},
+                                       {std::string(256, 'n'), longMac, "192.168.1.1", "255.255.255.0"}};
     const unsigned int needed = 4 * kRecord;
     std::vector<_S_Adapter_Info> records(5);
-    const struct
-    {
-        unsigned int size;
-        int status;
-        unsigned int sizeAfter;
-    } sizes[] = {{0, OS_ERR_BUFFER_TOO_SMALL, needed}, {needed - 1, OS_ERR_BUFFER_TOO_SMALL, needed},
-                 {needed, 0, needed}, {5 * kRecord + 3, 0, 5 * kRecord + 3}};
+    // The size given, the result, the size afterwards: one byte short of the records is too small.
+    const unsigned int sizes[][3] = {
+        {0, 1, needed}, {needed - 1, 1, needed}, {needed, 0, needed}, {5 * kRecord + 3, 0, 5 * kRecord + 3}};
     for (const auto& row : sizes) {
         std::memset(records.data(), 0xCC, records.size() * kRecord);
-        unsigned int size = row.size;
-        EXPECT_EQ(row.status, adapter_records::Build(adapters, records.data(), &size)) << row.size;
-        EXPECT_EQ(row.sizeAfter, size) << row.size;
-        EXPECT_EQ(0xCC, reinterpret_cast<unsigned char*>(&records[4])[0]) << "no fifth record";
-        if (row.status != 0) {
-            EXPECT_EQ(0xCC, reinterpret_cast<unsigned char*>(records.data())[0]) << "nothing written";
+        unsigned int size = row[0];
+        const int status = adapter_records::Build(adapters, records.data(), &size);
+        EXPECT_EQ(row[1] ? OS_ERR_BUFFER_TOO_SMALL : 0, status) << row[0];
+        EXPECT_EQ(row[2], size) << row[0];
+        EXPECT_EQ(0xCC, reinterpret_cast<unsigned char*>(&records[row[1] ? 0 : 4])[0]) << "nothing written beyond";
+        if (row[1] != 0)
             continue;
-        }
         EXPECT_EQ(expected, Walk(records));
-        EXPECT_EQ(nullptr, records[3].pNext);
         EXPECT_EQ(std::string(132, 'd'), records[3].szDescription);
         EXPECT_STREQ("about eth0", records[1].szDescription);
-        for (size_t i = 256; i < sizeof(records[3].szAdapterName); ++i)
-            ASSERT_EQ(0, records[3].szAdapterName[i]) << "zero-filled behind the cut text, byte " << i;
+        EXPECT_EQ(std::string(256, '\0'), std::string(records[3].szAdapterName + 256, 256)) << "zero-filled behind";
     }
     unsigned int size = 0;
     EXPECT_EQ(OS_ERR_BUFFER_TOO_SMALL, adapter_records::Build(adapters, nullptr, &size)) << "the size query";
-    EXPECT_EQ(needed, size);
     EXPECT_EQ(OS_ERR_NULL_ARGUMENT, adapter_records::Build(adapters, nullptr, &size));
     EXPECT_EQ(OS_ERR_NULL_ARGUMENT, adapter_records::Build(adapters, records.data(), nullptr));
-
-    // Nothing usable: success with nothing written and the size as it was, even for a null array.
-    adapters.erase(adapters.begin());
-    adapters.pop_back();
-    adapters.pop_back();
+    // Nothing usable: success, nothing written, the size as it was, even for a null array.
+    adapters = {adapters[1], adapters[2]};
     std::memset(records.data(), 0xCC, records.size() * kRecord);
     size = 0;
     EXPECT_EQ(0, adapter_records::Build(adapters, records.data(), &size));
@@ -206,83 +177,57 @@ using COsAdapterPrivateNetwork = veltrane_test::PrivateNetworkTest;
 
 TEST(COsAdapterNamespace, SeveralAddressesOnOneAdapterAcrossAVethPair)
 {
-    veltrane_test::RunInPrivateNetwork("ip link add va type veth peer name vb && ip link set va address aa:bb:cc:dd:ee:01 && "
+    veltrane_test::RunInPrivateNetwork("ip link add va type veth peer name vb && "
+                                       "ip link set va address aa:bb:cc:dd:ee:01 && "
                                        "ip addr add 10.79.1.1/24 dev va && ip addr add 10.79.1.2/24 dev va && "
-                                       "ip addr add 10.79.9.1/16 dev va label va:alias && ip addr add 10.79.2.1/24 dev vb && "
+                                       "ip addr add 10.79.9.1/16 dev va label va:alias && "
+                                       "ip addr add 10.79.2.1/24 dev vb && "
                                        "ip addr add 127.0.0.2/8 dev lo && ip link add vc type veth peer name vd",
                                        "COsAdapterPrivateNetwork.DISABLED_SeveralAddresses*");
 }
 
-TEST(COsAdapterNamespace, NoUsableAddress)
+TEST(COsAdapterNamespace, NoUsableAddressAndMoreThan32)
 {
     veltrane_test::RunInPrivateNetwork("true", "COsAdapterPrivateNetwork.DISABLED_NoUsableAddress*");
-}
-
-TEST(COsAdapterNamespace, MoreAddressesThanTheLookupsHoldRoomFor)
-{
     veltrane_test::RunInPrivateNetwork("ip link add va type veth peer name vb && "
                                        "for i in $(seq 1 40); do ip addr add 10.79.3.$i/24 dev va || exit 1; done",
-                                       "COsAdapterPrivateNetwork.DISABLED_MoreAddresses*");
+                                       "COsAdapterPrivateNetwork.DISABLED_MoreThan32*");
 }
 
+// The kernel lists va's addresses as 10.79.1.1, 10.79.9.1 (under the alias label), then the secondary 10.79.1.2.
 TEST_F(COsAdapterPrivateNetwork, DISABLED_SeveralAddressesOnOneAdapter)
 {
     ExpectTheKernelsList();
-    const std::vector<Expected> records = Walk(AllRecords());
-    std::vector<std::string> onVa;
-    for (const Expected& row : records) {
-        EXPECT_NE("127.0.0.1", row.address);
-        if (row.adapter == "va") {
-            EXPECT_EQ("AA:BB:CC:DD:EE:01", row.mac);
-            onVa.push_back(row.address);
-        }
-    }
-    EXPECT_EQ((std::vector<std::string>{"10.79.1.1", "10.79.9.1", "10.79.1.2"}), onVa)
-        << "the kernel's order, the alias label counted to its adapter";
-
-    _S_Adapter_Info info;
+    const std::vector<Row> records = Walk(AllRecords());
+    _S_Adapter_Info info, untouched;
     std::memset(&info, 0x5A, sizeof(info));
     EXPECT_EQ(0, COsAdapter::GetAdapterFromMac("aa:bb:cc:dd:ee:01", info));
-    EXPECT_EQ((Expected{"va", "AA:BB:CC:DD:EE:01", "10.79.1.1", "255.255.255.0"}),
-              (Expected{info.szAdapterName, info.szMac, info.szIPAddress, info.szIPMask}));
+    EXPECT_EQ((Row{"va", "AA:BB:CC:DD:EE:01", "10.79.1.1", "255.255.255.0"}), RowOf(info));
     EXPECT_STREQ("va", info.szDescription);
     EXPECT_EQ(nullptr, info.pNext);
     EXPECT_EQ(0, COsAdapter::GetAdapterFromMac("", info));
-    EXPECT_EQ(records.front().address, info.szIPAddress);
-    EXPECT_EQ(nullptr, info.pNext);
-    _S_Adapter_Info untouched;
+    EXPECT_EQ(records.front(), RowOf(info));
     std::memset(&untouched, 0x5A, sizeof(untouched));
     info = untouched;
     EXPECT_EQ(OS_ERR_ADAPTER_NOT_FOUND, COsAdapter::GetAdapterFromMac("AA:BB:CC:DD:EE:02", info));
-    EXPECT_EQ(OS_ERR_ADAPTER_NOT_FOUND, COsAdapter::GetAdapterFromMac("aa:bb:cc:dd:ee:0", info)) << "a prefix is no match";
+    EXPECT_EQ(OS_ERR_ADAPTER_NOT_FOUND, COsAdapter::GetAdapterFromMac("aa:bb:cc:dd:ee:0", info)) << "no prefix";
     EXPECT_EQ(0, std::memcmp(&untouched, &info, sizeof(info)));
-
-    std::vector<_S_Adapter_Info> room(records.size());
-    unsigned int size = static_cast<unsigned int>(records.size() * kRecord - 1);
-    EXPECT_EQ(OS_ERR_BUFFER_TOO_SMALL, COsAdapter::GetAllAdapters(room.data(), &size));
-    EXPECT_EQ(records.size() * kRecord, size);
 }
 
 TEST_F(COsAdapterPrivateNetwork, DISABLED_NoUsableAddress)
 {
-    unsigned int size = 0;
-    EXPECT_EQ(0, COsAdapter::GetAllAdapters(nullptr, &size)) << "nothing to list";
-    EXPECT_EQ(0u, size);
-    EXPECT_EQ(std::vector<std::string>{""}, COsAdapter::GetAllLocalIP());
+    ExpectTheKernelsList();
     _S_Adapter_Info info;
     std::memset(&info, 0x5A, sizeof(info));
-    EXPECT_EQ(0, COsAdapter::GetAdapterFromMac("", info));
-    EXPECT_EQ((Expected{"", "", "", ""}), (Expected{info.szAdapterName, info.szMac, info.szIPAddress, info.szIPMask}));
-    EXPECT_STREQ("", info.szDescription);
+    EXPECT_EQ(0, COsAdapter::GetAdapterFromMac("", info)) << "the first record, cleared";
+    EXPECT_EQ((Row{"", "", "", ""}), RowOf(info));
     EXPECT_EQ(OS_ERR_ADAPTER_NOT_FOUND, COsAdapter::GetAdapterFromMac("00:00:00:00:00:00", info))
         << "the loopback adapter has no usable address, so no record";
 }
 
-TEST_F(COsAdapterPrivateNetwork, DISABLED_MoreAddressesThanTheLookupsHoldRoomFor)
+TEST_F(COsAdapterPrivateNetwork, DISABLED_MoreThan32)
 {
     ExpectTheKernelsList();
-    EXPECT_EQ(40u, AllRecords().size());
     _S_Adapter_Info info{};
     EXPECT_EQ(OS_ERR_BUFFER_TOO_SMALL, COsAdapter::GetAdapterFromMac("", info)) << "room for 32 records only";
-    EXPECT_TRUE(COsAdapter::GetAllLocalIP().empty()) << "an empty vector: the listing failed";
 }

@@ -400,7 +400,8 @@ void ShowPingAndAdapters(unsigned int viewerWaitMilliseconds)
     std::printf("  %-16s %-20s %-16s %s\n", "adapter", "hardware address", "address", "mask");
     const bool any = status == 0 && size >= sizeof(_S_Adapter_Info) && records[0].szIPAddress[0] != '\0';
     for (const _S_Adapter_Info* record = any ? &records[0] : nullptr; record != nullptr; record = record->pNext)
-        std::printf("  %-16s %-20s %-16s %s\n", record->szAdapterName, record->szMac, record->szIPAddress, record->szIPMask);
+        std::printf("  %-16s %-20s %-16s %s\n", record->szAdapterName, record->szMac, record->szIPAddress,
+                    record->szIPMask);
     std::string addresses;
     for (const std::string& address : COsAdapter::GetAllLocalIP())
         addresses += " '" + address + "'";
