@@ -23,6 +23,6 @@ public:
 private:
     CMonitoredSection(const CMonitoredSection&);
 
-    // The host's recursive lock lives in these bytes (the size of a Windows critical section).
-    alignas(8) unsigned char m_CriticalSection[40];
+    // The host's recursive lock lives in these bytes, with its owner and depth.
+    alignas(8) unsigned char m_CriticalSection[64];
 };
