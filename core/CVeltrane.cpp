@@ -1,6 +1,7 @@
 // CVeltrane: the facade's snapshot of the library, the machine and the process, taken once at creation.
 #include "core/CVeltrane.h"
 
+#include "core/SectionGuard.h"
 #include "identity/COsSystem.h"
 #include "logging/COsLog.h"
 #include "strings/COsString.h"
@@ -27,10 +28,9 @@ std::string TextOf(const char* field)
 
 CVeltrane* CVeltrane::GetInstance()
 {
-    s_MonitoredSection.Enter();
+    SectionGuard lock(s_MonitoredSection);
     if (s_Veltrane == nullptr)
         s_Veltrane = new CVeltrane();
-    s_MonitoredSection.Leave();
     return s_Veltrane;
 }
 

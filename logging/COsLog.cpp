@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "core/SectionGuard.h"
 #include "logging/COsLogRecv.h"
 #include "network/COsSocket.h"
 
@@ -33,18 +34,6 @@ constexpr int kIdlePollsBeforeHeartbeat = 300;
 constexpr unsigned int kSendLimitMilliseconds = 500;
 constexpr uint32_t kReceiverPollMilliseconds = 1;
 
-class SectionLock
-{
-public:
-    explicit SectionLock(CMonitoredSection& section) : m_section(section) { m_section.Enter(); }
-    ~SectionLock() { m_section.Leave(); }
-    SectionLock(const SectionLock&) = delete;
-    SectionLock& operator=(const SectionLock&) = delete;
-
-private:
-    CMonitoredSection& m_section;
-};
-
 // The base port from the port file, or the default when the file is missing, unreadable or out of range.
 int ReadBasePort()
 {
@@ -70,7 +59,7 @@ int ReadBasePort()
 
 COsLog* COsLog::GetInstance()
 {
-    SectionLock lock(s_MonitoredSection);
+    SectionGuard lock(s_MonitoredSection);
     if (s_OsLog == nullptr)
         s_OsLog = new COsLog();
     return s_OsLog;
@@ -78,7 +67,7 @@ COsLog* COsLog::GetInstance()
 
 void COsLog::FreeInstance()
 {
-    SectionLock lock(s_MonitoredSection);
+    SectionGuard lock(s_MonitoredSection);
     if (s_OsLog == nullptr)
         return;
     delete s_OsLog;
@@ -156,7 +145,7 @@ void COsLog::LogMsgPush(const char* text)
     if (text == nullptr || !m_bConnected)
         return;
     std::string message(text);
-    SectionLock lock(m_MsgSection);
+    SectionGuard lock(m_MsgSection);
     if (m_bConnected)
         m_pLogMsgs->push_back(std::move(message));
 }
@@ -168,7 +157,7 @@ void COsLog::WriteLogToPort(const char* text)
 
 std::string COsLog::LogMsgPoll()
 {
-    SectionLock lock(m_MsgSection);
+    SectionGuard lock(m_MsgSection);
     if (m_pLogMsgs->empty())
         return std::string();
     std::string message = std::move(m_pLogMsgs->front());
@@ -178,7 +167,7 @@ std::string COsLog::LogMsgPoll()
 
 bool COsLog::IsLogMsgEmpty()
 {
-    SectionLock lock(m_MsgSection);
+    SectionGuard lock(m_MsgSection);
     return m_pLogMsgs->empty();
 }
 
@@ -198,7 +187,7 @@ void COsLog::Run()
 void COsLog::ServeViewer(COsSocket* client)
 {
     {
-        SectionLock lock(s_LogFilterSection);
+        SectionGuard lock(s_LogFilterSection);
         s_LogFilters.clear();
     }
     StartReceiver(client);
@@ -215,7 +204,7 @@ void COsLog::ServeViewer(COsSocket* client)
     }
 
     {
-        SectionLock lock(m_MsgSection);
+        SectionGuard lock(m_MsgSection);
         m_pLogMsgs->clear();
     }
     EndReceiver(client);
@@ -252,7 +241,7 @@ bool COsLog::ViewerStillThere()
 
 bool COsLog::PassesFilters(const std::string& message)
 {
-    SectionLock lock(s_LogFilterSection);
+    SectionGuard lock(s_LogFilterSection);
     if (s_LogFilters.empty())
         return true;
     for (const std::string& filter : s_LogFilters) {
@@ -271,7 +260,7 @@ bool COsLog::SendToViewer(COsSocket* client, const std::string& message)
 
 void COsLog::StartReceiver(COsSocket* client)
 {
-    SectionLock lock(s_LogRecvSection);
+    SectionGuard lock(s_LogRecvSection);
     if (s_LogRecv == nullptr)
         s_LogRecv = new COsLogRecv(client);
     if (!s_LogRecv->m_bRunning) {
@@ -285,7 +274,7 @@ void COsLog::StartReceiver(COsSocket* client)
 
 void COsLog::EndReceiver(COsSocket* client)
 {
-    SectionLock lock(s_LogRecvSection);
+    SectionGuard lock(s_LogRecvSection);
     if (s_LogRecv == nullptr)
         return;
     s_LogRecv->m_bRunning = false;

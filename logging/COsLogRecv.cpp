@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "core/SectionGuard.h"
 #include "network/COsSocket.h"
 #include "strings/COsString.h"
 
@@ -61,9 +62,8 @@ void COsLogRecv::Run()
         std::fputc('\n', stdout);
         std::fflush(stdout);
 
-        s_LogFilterSection.Enter();
+        SectionGuard lock(s_LogFilterSection);
         ToggleFilter(word);
-        s_LogFilterSection.Leave();
     }
     m_bRunning = false;
 }

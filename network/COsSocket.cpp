@@ -8,6 +8,7 @@
 #include <new>
 #include <unordered_map>
 
+#include "core/SectionGuard.h"
 #include "network/NetworkText.h"
 #include "platform/clock.h"
 #include "platform/sockets.h"
@@ -25,18 +26,6 @@ namespace {
 
 constexpr unsigned int kAddressFailure = 0xFFFFFFFF;
 constexpr int kListenBacklog = 0x7FFFFFFF;
-
-class SectionLock
-{
-public:
-    explicit SectionLock(CMonitoredSection& section) : m_Section(section) { m_Section.Enter(); }
-    ~SectionLock() { m_Section.Leave(); }
-    SectionLock(const SectionLock&) = delete;
-    SectionLock& operator=(const SectionLock&) = delete;
-
-private:
-    CMonitoredSection& m_Section;
-};
 
 ESocketError ErrorFromCode(int code)
 {
@@ -170,7 +159,7 @@ COsSocket::COsSocket()
       m_bBound(false), m_bConnected(false), m_pRemoteIP(nullptr), m_nRemotePort(0), m_nOriginError(0),
       m_pRemoteMac(nullptr)
 {
-    SectionLock lock(s_MonitoredSection);
+    SectionGuard lock(s_MonitoredSection);
     // The host's socket service needs no start-up; the count alone brackets the objects' lives.
     ++s_nTotalSockets;
 }
@@ -200,7 +189,7 @@ COsSocket& COsSocket::operator=(const COsSocket& other)
 
 COsSocket::~COsSocket()
 {
-    SectionLock lock(s_MonitoredSection);
+    SectionGuard lock(s_MonitoredSection);
     ShutDown();
     --s_nTotalSockets;
     delete[] m_pRemoteIP;
