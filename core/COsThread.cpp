@@ -4,17 +4,20 @@
 #include <cstring>
 #include <string>
 
+#include "core/SectionGuard.h"
 #include "identity/COsGuid.h"
 #include "platform/clock.h"
+#include "platform/sync.h"
 #include "platform/threads.h"
 
 namespace {
 
 constexpr uint32_t kNoCallback = 0x80000000u;
 constexpr uint32_t kForcedExitCode = 0xFFFFFFFFu;
-constexpr uint32_t kPollMilliseconds = 10;
 constexpr uint32_t kShutDownLimitMilliseconds = 101;
 constexpr uint32_t kDestructionWaitMilliseconds = 100;
+// A thread whose run is over has only the library's last steps left; the bound is a safeguard, never waited out.
+constexpr uint32_t kTailWaitMilliseconds = 1000;
 
 // The operating system priority of each EThreadPriority, in the enumeration's order.
 constexpr int kOsPriorities[] = {15, 2, 1, 0, -1, -2, -14, -15};
@@ -27,24 +30,78 @@ platform::ThreadHandle* AsThread(HANDLE handle)
 
 }  // namespace
 
+// The link is counted: one reference for the object, one for a host thread that runs on it. The thread takes
+// `section` whenever it touches the object outside the callbacks; the object clears `object` under the same
+// section when it lets go, so that a thread it could not end finds the object gone instead of freed memory.
+struct COsThread::Link
+{
+    COsThread* object = nullptr;
+    CMonitoredSection section;
+    platform::Event* gate = nullptr;     // the controller lets the resident worker through
+    platform::Event* changed = nullptr;  // the worker passed the gate or left
+    std::atomic<bool> left{false};
+    std::atomic<int> references{1};
+
+    static Link* Make(COsThread* object)
+    {
+        Link* link = new (std::nothrow) Link;
+        if (link == nullptr)
+            return nullptr;
+        link->object = object;
+        link->gate = platform::NewEvent();
+        link->changed = platform::NewEvent();
+        if (link->gate == nullptr || link->changed == nullptr) {
+            Release(link);
+            return nullptr;
+        }
+        return link;
+    }
+
+    static void Release(Link* link)
+    {
+        if (link->references.fetch_sub(1, std::memory_order_acq_rel) != 1)
+            return;
+        platform::DeleteEvent(link->gate);
+        platform::DeleteEvent(link->changed);
+        delete link;
+    }
+};
+
+namespace {
+
+// Holds a link's section and reads its object under it: null once the owner has let go of the object.
+template <class Link>
+class ObjectHold
+{
+public:
+    explicit ObjectHold(Link* link) : m_guard(link->section), m_object(link->object) {}
+    COsThread* Object() const { return m_object; }
+
+private:
+    SectionGuard m_guard;
+    COsThread* m_object;
+};
+
+}  // namespace
+
 COsThread* COsThread::CreateThread(PFN_THREAD_RUN pfnRun)
 {
-    return new COsThread(pfnRun);
+    return NewOrNull([&] { return new COsThread(pfnRun); });
 }
 
 COsThread* COsThread::CreateThread(PFN_THREAD_RUN pfnRun, PFN_THREAD_CLOSE pfnClose)
 {
-    return new COsThread(pfnRun, pfnClose);
+    return NewOrNull([&] { return new COsThread(pfnRun, pfnClose); });
 }
 
 COsThread* COsThread::CreateThread(PFN_THREAD_RUN_ARGS pfnRunArgs)
 {
-    return new COsThread(pfnRunArgs);
+    return NewOrNull([&] { return new COsThread(pfnRunArgs); });
 }
 
 COsThread* COsThread::CreateThread(PFN_THREAD_RUN_ARGS pfnRunArgs, PFN_THREAD_CLOSE pfnClose)
 {
-    return new COsThread(pfnRunArgs, pfnClose);
+    return NewOrNull([&] { return new COsThread(pfnRunArgs, pfnClose); });
 }
 
 void COsThread::FreeThread(COsThread** ppThread)
@@ -112,8 +169,6 @@ void COsThread::Init()
     m_bClosing = false;
     m_bStop = false;
     std::memset(m_szName, 0, sizeof(m_szName));
-    std::string name = COsGuid::NewGuid();
-    std::memcpy(m_szName, name.data(), name.size() < sizeof(m_szName) ? name.size() : sizeof(m_szName));
     m_nExitCode = 0;
     m_ePriority = PRIORITY_NORMAL;
     m_ppArgs = nullptr;
@@ -121,17 +176,21 @@ void COsThread::Init()
     m_bResident = false;
     m_bRunning = false;
     m_nGate = kGateClosed;
+    m_pLink = nullptr;
     m_pfnRun = nullptr;
     m_pfnClose = nullptr;
     m_pfnRunArgs = nullptr;
+    std::string name = COsGuid::NewGuid();
+    std::memcpy(m_szName, name.data(), name.size() < sizeof(m_szName) ? name.size() : sizeof(m_szName));
 }
 
 void COsThread::EndBeforeDestruction()
 {
-    // A resident worker waits at the gate of m_Section: it is let through to its end before the gate goes.
+    // A resident worker waits at the gate: it is let through to its end before the gate goes.
     if (m_bResident)
         ShutDown();
     Finish(kDestructionWaitMilliseconds);
+    ReleaseLink();
 }
 
 bool COsThread::Start()
@@ -142,25 +201,25 @@ bool COsThread::Start()
     if (m_hThread != nullptr) {
         if (!m_bResident)
             return false;  // the earlier run has ended, but Finish has not closed it yet
-        // Open the gate for one more run and close it again once the worker is through.
-        m_nGate = kGateOpen;
-        Leave();
-        while (m_nGate != kGatePassed && !ThreadHasEnded())
-            platform::Sleep(1);
-        Enter();
-        m_nGate = kGateClosed;
-        return m_hThread != nullptr;
+        return LetWorkerThrough();
     }
-    uint32_t threadId = 0;
-    platform::ThreadHandle* thread = platform::CreateSuspendedThread(&COsThread::ThreadEntry, this, &threadId);
-    if (thread == nullptr)
+    // Each host thread gets a link of its own, so that nothing a thread before it left behind reaches it.
+    Link* link = Link::Make(this);
+    if (link == nullptr)
         return false;
+    link->references = 2;
+    uint32_t threadId = 0;
+    platform::ThreadHandle* thread = platform::CreateSuspendedThread(&COsThread::ThreadEntry, link, &threadId);
+    if (thread == nullptr) {
+        Link::Release(link);
+        Link::Release(link);
+        return false;
+    }
+    ReleaseLink();
+    m_pLink = link;
     m_hThread = thread;
     m_nThreadId = threadId;
-    if (m_bResident) {
-        Enter();
-        m_nGate = kGateClosed;
-    }
+    m_nGate = kGateClosed;
     m_bRunning = true;
     SetPriority(m_ePriority);
     platform::SetThreadPriorityBoost(thread, true);
@@ -174,54 +233,94 @@ bool COsThread::Start(void** ppArgs)
     return Start();
 }
 
-uint32_t COsThread::ThreadEntry(void* pThread)
+// Opens the gate for one more run of the resident worker and closes it again once the worker is through.
+bool COsThread::LetWorkerThrough()
 {
-    return ThreadFunction(static_cast<COsThread*>(pThread));
+    m_nGate = kGateOpen;
+    platform::SignalEvent(m_pLink->gate);
+    while (m_nGate != kGatePassed && !m_pLink->left)
+        platform::WaitForEvent(m_pLink->changed, platform::kWaitForever);
+    m_nGate = kGateClosed;
+    return m_hThread != nullptr;
 }
 
-uint32_t COsThread::RunOnce()
+uint32_t COsThread::ThreadEntry(void* pLink)
 {
-    m_bRunning = true;
-    uint32_t result = Run();
-    m_bClosing = true;
-    m_nExitCode = result;
-    OnClose();
-    m_bClosing = false;
-    return result;
+    return Serve(static_cast<Link*>(pLink));
 }
 
 uint32_t COsThread::ThreadFunction(COsThread* pThread)
 {
     if (pThread == nullptr)
         return kNoCallback;
-    uint32_t result = pThread->RunOnce();
-    // Read before m_bRunning is cleared: from then on the owner may destroy the object.
-    bool resident = pThread->m_bResident;
-    pThread->m_bRunning = false;
-    while (resident) {
-        pThread->WaitUntilGateClosed();
-        if (pThread->m_bStop)
-            break;
-        pThread->m_Section.Enter();  // waits until the controlling thread opens the gate
-        pThread->m_bRunning = true;
-        pThread->m_nGate = kGatePassed;
-        pThread->m_Section.Leave();
-        if (pThread->m_bStop) {
-            pThread->m_bRunning = false;
-            break;
+    if (pThread->m_pLink == nullptr && (pThread->m_pLink = Link::Make(pThread)) == nullptr)
+        return kNoCallback;
+    ++pThread->m_pLink->references;
+    return Serve(pThread->m_pLink);
+}
+
+uint32_t COsThread::Serve(Link* pLink)
+{
+    // Whichever way the thread leaves, a forced end's unwinding included, the controller hears of it and the
+    // thread's reference goes.
+    struct Leaving
+    {
+        Link* link;
+        ~Leaving()
+        {
+            link->left = true;
+            platform::SignalEvent(link->changed);
+            Link::Release(link);
         }
-        result = pThread->RunOnce();
-        resident = pThread->m_bResident;
-        pThread->m_bRunning = false;
+    } leaving{pLink};
+
+    COsThread* thread = nullptr;
+    uint32_t result = kNoCallback;
+    {
+        ObjectHold<Link> hold(pLink);
+        if ((thread = hold.Object()) == nullptr)
+            return result;
+        thread->m_bRunning = true;
+    }
+    for (;;) {
+        result = thread->Run();
+        {
+            ObjectHold<Link> hold(pLink);
+            if (hold.Object() == nullptr)
+                return result;
+            if (thread->m_bHasArgs)
+                thread->m_ppArgs = nullptr;  // a run in the argument form uses its argument once
+            thread->m_bClosing = true;
+            thread->m_nExitCode = result;
+        }
+        thread->OnClose();
+        {
+            ObjectHold<Link> hold(pLink);
+            if (hold.Object() == nullptr)
+                return result;
+            thread->m_bClosing = false;
+            // From here on the owner may destroy the object; the link tells the thread if it did.
+            const bool resident = thread->m_bResident;
+            thread->m_bRunning = false;
+            if (!resident || thread->m_bStop)
+                break;
+        }
+        platform::WaitForEvent(pLink->gate, platform::kWaitForever);
+        {
+            ObjectHold<Link> hold(pLink);
+            if (hold.Object() == nullptr)
+                return result;
+            thread->m_bRunning = true;
+            thread->m_nGate = kGatePassed;
+            platform::SignalEvent(pLink->changed);
+            if (thread->m_bStop) {
+                thread->m_bRunning = false;
+                break;
+            }
+        }
     }
     // 259 is the host's mark of a thread still active; a thread that returns it ends with 0.
     return result == platform::kStillActive ? 0 : result;
-}
-
-void COsThread::WaitUntilGateClosed()
-{
-    while (m_nGate != kGateClosed && !m_bStop)
-        platform::Sleep(1);
 }
 
 uint32_t COsThread::Run()
@@ -231,8 +330,7 @@ uint32_t COsThread::Run()
             m_ppArgs = nullptr;
             return kNoCallback;
         }
-        m_pfnRunArgs(m_ppArgs);
-        m_ppArgs = nullptr;
+        m_pfnRunArgs(m_ppArgs);  // the thread clears m_ppArgs once the run is over: the object may be gone now
         return 0;
     }
     if (m_pfnRun == nullptr)
@@ -245,11 +343,6 @@ void COsThread::OnClose()
 {
     if (m_pfnClose != nullptr)
         m_pfnClose();
-}
-
-bool COsThread::ThreadHasEnded()
-{
-    return m_hThread == nullptr || platform::GetExitCodeThread(AsThread(m_hThread)) != platform::kStillActive;
 }
 
 bool COsThread::IsRunning()
@@ -270,10 +363,23 @@ uint64_t COsThread::GetExitCode()
 
 void COsThread::ForceEnd()
 {
-    platform::TerminateThread(AsThread(m_hThread), kForcedExitCode);
+    if (!platform::TerminateThread(AsThread(m_hThread), kForcedExitCode))
+        ReleaseLink();  // it runs on where no forced end reaches: from now on it leaves this object alone
     // The thread that would clear these is gone; cleared, the object is Idle again and can be started anew.
     m_bClosing = false;
     m_bRunning = false;
+}
+
+void COsThread::ReleaseLink()
+{
+    if (m_pLink == nullptr)
+        return;
+    {
+        SectionGuard hold(m_pLink->section);
+        m_pLink->object = nullptr;
+    }
+    Link::Release(m_pLink);
+    m_pLink = nullptr;
 }
 
 void COsThread::CloseThreadHandle()
@@ -288,18 +394,20 @@ bool COsThread::Finish(uint32_t time)
 {
     if (m_bResident)
         return false;
-    uint32_t startTime = platform::GetTickCount();
-    if (m_hThread != nullptr && IsRunning()) {
-        platform::Sleep(1);
-        while (m_bRunning) {
-            if (ThreadHasEnded())
-                break;
-            platform::Sleep(kPollMilliseconds);
-            if (platform::GetTickCount() - startTime > time) {
+    if (m_hThread != nullptr) {
+        platform::ThreadHandle* thread = AsThread(m_hThread);
+        if (IsRunning()) {
+            // The forced end comes once more than `time` has passed; the largest time waits without limit.
+            const uint32_t limit = time >= platform::kWaitForever - 1 ? platform::kWaitForever : time + 1;
+            if (!platform::WaitForThreadEnd(thread, limit)) {
                 ForceEnd();
                 CloseThreadHandle();
                 return false;
             }
+        } else {
+            // The run is over and the thread has only its last steps left: waiting for them lets the handle
+            // join the thread, so that it is gone from the process when Finish returns.
+            platform::WaitForThreadEnd(thread, kTailWaitMilliseconds);
         }
     }
     CloseThreadHandle();
@@ -310,20 +418,13 @@ void COsThread::ShutDown()
 {
     if (!m_bResident)
         return;
-    uint32_t startTime = platform::GetTickCount();
     if (m_hThread != nullptr) {
         // The worker may be in a run or waiting at the gate; either way it sees m_bStop and ends, and the
         // wait is for the thread's end, so the gate is never destroyed under a waiting worker.
         m_bStop = true;
-        Leave();
-        platform::Sleep(1);
-        while (!ThreadHasEnded()) {
-            platform::Sleep(kPollMilliseconds);
-            if (platform::GetTickCount() - startTime >= kShutDownLimitMilliseconds) {
-                ForceEnd();
-                break;
-            }
-        }
+        platform::SignalEvent(m_pLink->gate);
+        if (!platform::WaitForThreadEnd(AsThread(m_hThread), kShutDownLimitMilliseconds))
+            ForceEnd();
     }
     CloseThreadHandle();
 }

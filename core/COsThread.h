@@ -3,13 +3,15 @@
 
 #include <atomic>
 #include <cstdint>
+#include <new>
 
 #include "core/CMonitoredSection.h"
 #include "core/Types.h"
 #include "core/WindowsTypes.h"
 
-// Thread priorities from highest to lowest.
-enum EThreadPriority
+// Thread priorities from highest to lowest. The type is an int, so that any level a caller passes, one above
+// PRIORITY_IDLE included, is a value that the library can read and map.
+enum EThreadPriority : int
 {
     PRIORITY_TIME_CRITICAL = 0,
     PRIORITY_HIGHEST = 1,
@@ -28,7 +30,7 @@ typedef void (*PFN_THREAD_RUN_ARGS)(void** ppArgs);
 class VELTRANE_API COsThread
 {
 public:
-    // A new thread object, not started; null only if the allocation gave null.
+    // A new thread object, not started; null only if memory ran out.
     static COsThread* CreateThread(PFN_THREAD_RUN pfnRun);
     static COsThread* CreateThread(PFN_THREAD_RUN pfnRun, PFN_THREAD_CLOSE pfnClose);
     static COsThread* CreateThread(PFN_THREAD_RUN_ARGS pfnRunArgs);
@@ -80,6 +82,17 @@ protected:
     static uint32_t ThreadFunction(COsThread* pThread);
     static int ExceptionFilter(COsThread* pThread, _EXCEPTION_POINTERS* pExceptionPointers);
 
+    // What a factory gives: the object that `make` allocates with new, or null when memory ran out.
+    template <class Make>
+    static auto NewOrNull(Make make) noexcept -> decltype(make())
+    {
+        try {
+            return make();
+        } catch (const std::bad_alloc&) {
+            return nullptr;
+        }
+    }
+
     uint32_t m_nThreadId;
     HANDLE m_hThread;
     CMonitoredSection m_Section;
@@ -104,15 +117,21 @@ private:
     // cannot slip through a second time before the gate closes.
     enum { kGateClosed, kGateOpen, kGatePassed };
     std::atomic<int> m_nGate;
+    // What this object shares with its present host thread: the events of the gate and the lock under which
+    // the thread touches the object. It outlives whichever of the two lets go first.
+    struct Link;
+    Link* m_pLink;
 
     static int Prio2MSPrio(EThreadPriority ePriority);
     static EThreadPriority MSPrio2Prio(int nPriority);
 
-    static uint32_t ThreadEntry(void* pThread);
-    // Steps of one run: Run, then OnClose with m_bClosing set; leaves m_bRunning to the caller.
-    uint32_t RunOnce();
+    static uint32_t ThreadEntry(void* pLink);
+    // The host thread's work: the runs, the close calls and the resident loop, touching the object only while
+    // the link says that it is still there.
+    static uint32_t Serve(Link* pLink);
+    bool LetWorkerThrough();
     void ForceEnd();
-    void WaitUntilGateClosed();
+    // Lets go of the link; a thread that still runs on it no longer touches this object.
+    void ReleaseLink();
     void CloseThreadHandle();
-    bool ThreadHasEnded();
 };

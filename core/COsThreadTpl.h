@@ -11,7 +11,7 @@ public:
     typedef void (T::*PFN_OBJ_CLOSE)();
     typedef void (T::*PFN_OBJ_RUN_ARGS)(void** ppArgs);
 
-    // A new thread object on pObject, not started; null only if the allocation gave null.
+    // A new thread object on pObject, not started; null only if memory ran out.
     static COsThreadTpl* CreateThread(T* pObject, PFN_OBJ_RUN pfnRun)
     {
         return Make(pObject, pfnRun, nullptr, nullptr);
@@ -51,8 +51,7 @@ protected:
                 m_ppArgs = nullptr;
                 return 0x80000000u;
             }
-            (m_pObject->*m_pfnObjRunArgs)(m_ppArgs);
-            m_ppArgs = nullptr;
+            (m_pObject->*m_pfnObjRunArgs)(m_ppArgs);  // the thread clears m_ppArgs once the run is over
             return 0;
         }
         if (m_pObject == nullptr || m_pfnObjRun == nullptr)
@@ -69,7 +68,9 @@ protected:
 private:
     static COsThreadTpl* Make(T* pObject, PFN_OBJ_RUN pfnRun, PFN_OBJ_CLOSE pfnClose, PFN_OBJ_RUN_ARGS pfnRunArgs)
     {
-        COsThreadTpl* thread = new COsThreadTpl;
+        COsThreadTpl* thread = NewOrNull([] { return new COsThreadTpl; });
+        if (thread == nullptr)
+            return nullptr;
         thread->m_pObject = pObject;
         thread->m_pfnObjRun = pfnRun;
         thread->m_pfnObjClose = pfnClose;

@@ -16,14 +16,17 @@ constexpr uint32_t kStillActive = 259;
 constexpr int kThreadPriorityErrorReturn = 0x7fffffff;
 
 // Creates a thread that waits, before calling `entry(argument)`, until ResumeThread; stores its id in
-// `threadId` and returns its handle, or null when the host refused.
+// `threadId` and returns its handle, or null when the host refused or memory ran out.
 ThreadHandle* CreateSuspendedThread(ThreadEntry entry, void* argument, uint32_t* threadId);
 // Lets a suspended thread go on into its entry.
 void ResumeThread(ThreadHandle* handle);
 // kStillActive while the thread runs; afterwards what its entry returned, or the code of a forced end.
 uint32_t GetExitCodeThread(ThreadHandle* handle);
-// Ends the thread by force with `exitCode` and waits, for a bounded time, until it has unwound, so that
-// nothing it was running touches memory afterwards. True when the thread has ended.
+// Waits until the thread has ended, whichever way, at most `milliseconds` (kWaitForever from
+// platform/sync.h: without limit); true when it has ended.
+bool WaitForThreadEnd(ThreadHandle* handle, uint32_t milliseconds);
+// Ends the thread by force with `exitCode` and waits, for a bounded time, until it has unwound. True when the
+// thread has ended; false when it runs on, in code that the forced end cannot reach.
 // Host notes: POSIX cancels the thread, which takes effect at its next cancellation point (a sleep, a wait,
 // a read) and unwinds its stack with a forced exception.
 bool TerminateThread(ThreadHandle* handle, uint32_t exitCode);

@@ -10,7 +10,9 @@
 
 #include <atomic>
 #include <cerrno>
-#include <ctime>
+#include <new>
+
+#include "platform/sync.h"
 
 namespace platform {
 
@@ -21,6 +23,8 @@ struct ThreadHandle
     void* argument = nullptr;
     std::atomic<uint32_t> exitCode{kStillActive};
     std::atomic<uint32_t> forcedExitCode{0xFFFFFFFFu};
+    // Signalled once, when the exit code has been recorded.
+    Event* ended = nullptr;
     // One reference for the thread, one for the holder of the handle; the last one out deletes.
     std::atomic<int> references{2};
 
@@ -35,7 +39,7 @@ namespace {
 
 // A forced end normally unwinds in microseconds; the bound only keeps a thread that never reaches a
 // cancellation point from holding its killer forever.
-constexpr int kForcedEndWaitMilliseconds = 2000;
+constexpr uint32_t kForcedEndWaitMilliseconds = 2000;
 
 struct PriorityLevel
 {
@@ -52,6 +56,7 @@ void Release(ThreadHandle* handle)
     if (handle->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
         pthread_mutex_destroy(&handle->startLock);
         pthread_cond_destroy(&handle->startChanged);
+        DeleteEvent(handle->ended);
         delete handle;
     }
 }
@@ -64,6 +69,7 @@ public:
     ~EndOfThread()
     {
         m_handle->exitCode.store(m_returned ? m_code : m_handle->forcedExitCode.load(), std::memory_order_release);
+        SignalEvent(m_handle->ended);
         Release(m_handle);
     }
     void Returned(uint32_t code)
@@ -102,20 +108,18 @@ extern "C" void* ThreadStart(void* raw)
     return nullptr;
 }
 
-void SleepOneMillisecond()
-{
-    timespec oneMillisecond{0, 1000000L};
-    nanosleep(&oneMillisecond, nullptr);
-}
-
 }  // namespace
 
 ThreadHandle* CreateSuspendedThread(ThreadEntry entry, void* argument, uint32_t* threadId)
 {
-    ThreadHandle* handle = new ThreadHandle;
+    ThreadHandle* handle = new (std::nothrow) ThreadHandle;
+    if (handle == nullptr)
+        return nullptr;
     handle->entry = entry;
     handle->argument = argument;
-    if (pthread_create(&handle->thread, nullptr, ThreadStart, handle) != 0) {
+    handle->ended = NewEvent();
+    if (handle->ended == nullptr || pthread_create(&handle->thread, nullptr, ThreadStart, handle) != 0) {
+        DeleteEvent(handle->ended);
         delete handle;
         return nullptr;
     }
@@ -141,18 +145,20 @@ uint32_t GetExitCodeThread(ThreadHandle* handle)
     return handle->exitCode.load(std::memory_order_acquire);
 }
 
+bool WaitForThreadEnd(ThreadHandle* handle, uint32_t milliseconds)
+{
+    // The thread signals once, after recording its exit code: a wait after that one finds the code.
+    return GetExitCodeThread(handle) != kStillActive || WaitForEvent(handle->ended, milliseconds) ||
+           GetExitCodeThread(handle) != kStillActive;
+}
+
 bool TerminateThread(ThreadHandle* handle, uint32_t exitCode)
 {
     if (GetExitCodeThread(handle) != kStillActive)
         return true;
     handle->forcedExitCode.store(exitCode);
     pthread_cancel(handle->thread);
-    for (int waited = 0; waited < kForcedEndWaitMilliseconds; ++waited) {
-        if (GetExitCodeThread(handle) != kStillActive)
-            return true;
-        SleepOneMillisecond();
-    }
-    return GetExitCodeThread(handle) != kStillActive;
+    return WaitForThreadEnd(handle, kForcedEndWaitMilliseconds);
 }
 
 void CloseThreadHandle(ThreadHandle* handle)

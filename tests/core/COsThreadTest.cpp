@@ -4,8 +4,11 @@
 #include <atomic>
 #include <chrono>
 #include <cstring>
+#include <thread>
 
 #include <Veltrane.h>
+
+#include "tests/support/ProcessCounts.h"
 
 namespace {
 
@@ -36,6 +39,13 @@ void RunUntilReleased()
         COsThread::Sleep(1);
 }
 void CountClose() { ++g_closes; }
+// Runs until released without ever reaching a cancellation point, so that no forced end can stop it.
+std::atomic<bool> g_spinRelease{false};
+void SpinOutOfReach()
+{
+    for (++g_runs; !g_spinRelease;) {
+    }
+}
 void RecordArgs(void** ppArgs) { g_receivedArgs = ppArgs, ++g_runs; }
 
 // The member-function side of the template: the same records as the free callbacks.
@@ -45,6 +55,7 @@ struct Owner
     void WorkWithArgs(void** ppArgs) { RecordArgs(ppArgs); }
     void Closed() { ++g_closes; }
     void Spin() { RunUntilReleased(); }
+    void SpinOutOfReach() { ::SpinOutOfReach(); }
 };
 
 // Exposes the protected state that the contract describes, for the tests to look at.
@@ -202,8 +213,12 @@ TEST(COsThread, ResidentWorkerTakesItsStoredPriorityRunsAgainOnEachStartAndEndsO
             EXPECT_TRUE(after == level || (level < PRIORITY_NORMAL && after == before)) << level;
         }
         EXPECT_FALSE(worker.Finish(100)) << "Finish refuses a resident object";
-        EXPECT_TRUE(worker.TryEnter(0)) << "the holder of the gate enters again";
-        worker.Leave();
+        bool entered = false;
+        std::thread([&] {
+            if ((entered = worker.TryEnter(0)))
+                worker.Leave();
+        }).join();
+        EXPECT_TRUE(entered) << "a worker waiting at the gate holds no lock, nor does its controller";
 
         ASSERT_TRUE(worker.Start());
         ASSERT_TRUE(WaitFor([&] { return worker.m_nRuns == 2 && !worker.IsRunning(); }));
@@ -223,6 +238,69 @@ TEST(COsThread, ResidentWorkerTakesItsStoredPriorityRunsAgainOnEachStartAndEndsO
         start = Clock::now();
     }
     EXPECT_LT(MillisecondsSince(start), 1000);
+}
+
+TEST(COsThread, PriorityLevelsOutsideTheEnumerationAreKeptAsAskedAndAppliedAsNormal)
+{
+    ThreadProbe normal(0, true);
+    ASSERT_TRUE(normal.Start());
+    ASSERT_TRUE(WaitFor([&] { return normal.m_nRuns == 1 && !normal.IsRunning(); }));
+    const EThreadPriority normalLevel = normal.GetPriority();  // PRIORITY_NORMAL, unless the process runs niced
+    for (int level : {8, -1, 1000}) {
+        SCOPED_TRACE(level);
+        ThreadProbe worker(0, true);
+        worker.SetPriority(static_cast<EThreadPriority>(level));
+        EXPECT_EQ(static_cast<int>(worker.GetPriority()), level) << "stored as asked until there is a thread";
+        ASSERT_TRUE(worker.Start());
+        ASSERT_TRUE(WaitFor([&] { return worker.m_nRuns == 1 && !worker.IsRunning(); }));
+        EXPECT_EQ(worker.GetPriority(), normalLevel) << "the host's normal level, read back from the thread";
+    }
+}
+
+// A run that no forced end can reach is given up: the library's code around it must never touch its object
+// again (no close call, no flags), whether the object has been started anew or freed, and the thread must
+// still end and go.
+TEST(COsThread, AThreadGivenUpByAForcedEndNeverTouchesItsObjectAgain)
+{
+    Owner owner;
+    struct
+    {
+        const char* name;
+        COsThread* (*make)(Owner*);
+        bool restart;  // whether the object is started again while the first thread still runs
+    } rows[] = {
+        {"plain, ended by Finish", [](Owner*) { return COsThread::CreateThread(&SpinOutOfReach, &CountClose); }, true},
+        {"member, ended by delete",
+         [](Owner* object) -> COsThread* {
+             return COsThreadTpl<Owner>::CreateThread(object, &Owner::SpinOutOfReach, &Owner::Closed);
+         },
+         false},
+    };
+    std::thread([] {}).join();  // a sanitizer's helper thread comes with the first thread: not in a baseline
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        g_runs = g_closes = 0;
+        g_spinRelease = false;
+        const int threadsBefore = veltrane_test::ThreadCount();
+        COsThread* thread = row.make(&owner);
+        ASSERT_TRUE(thread->Start());
+        ASSERT_TRUE(WaitFor([] { return g_runs == 1; }));
+        if (row.restart) {
+            EXPECT_FALSE(thread->Finish(50));
+            EXPECT_FALSE(thread->IsRunning());
+            ASSERT_TRUE(thread->Start()) << "given up, the first thread leaves the object Idle";
+            ASSERT_TRUE(WaitFor([] { return g_runs == 2; }));
+            g_spinRelease = true;
+            EXPECT_TRUE(thread->Finish(1000)) << "the second run ends by itself";
+            EXPECT_EQ(g_closes, 1) << "only the run that the object still owned is closed";
+        }
+        const Clock::time_point start = Clock::now();
+        delete thread;
+        EXPECT_LT(MillisecondsSince(start), 3000);
+        g_spinRelease = true;  // the first run returns into the library, long after its object has gone
+        EXPECT_TRUE(WaitFor([&] { return veltrane_test::ThreadCount() <= threadsBefore; })) << "its thread ended";
+        EXPECT_EQ(g_closes, row.restart ? 1 : 0) << "no close call for a run whose object has gone";
+    }
 }
 
 TEST(COsThreadTpl, DeletingARunningObjectEndsItsThreadBeforeItsMemberPartGoes)
