@@ -16,7 +16,7 @@ CMonitoredSection COsLog::s_MonitoredSection;
 int COsLog::s_LogOutputPort = -1;
 COsLogRecv* s_LogRecv = nullptr;
 CMonitoredSection s_LogRecvSection;
-std::vector<std::string> s_LogFilters;
+LogFilterList s_LogFilters;
 CMonitoredSection s_LogFilterSection;
 
 namespace {
@@ -101,6 +101,11 @@ COsLog::~COsLog()
     COsSocket::FreeInstance(&m_pListenSocket);
     delete m_pLogMsgs;
     m_pLogMsgs = nullptr;
+    {
+        // No viewer is left to use the words; what a viewer made the hub hold goes with the hub.
+        SectionGuard lock(s_LogFilterSection);
+        s_LogFilters.Clear();
+    }
     s_OsLog = nullptr;
 }
 
@@ -188,7 +193,7 @@ void COsLog::ServeViewer(COsSocket* client)
 {
     {
         SectionGuard lock(s_LogFilterSection);
-        s_LogFilters.clear();
+        s_LogFilters.Clear();
     }
     StartReceiver(client);
 
@@ -242,13 +247,7 @@ bool COsLog::ViewerStillThere()
 bool COsLog::PassesFilters(const std::string& message)
 {
     SectionGuard lock(s_LogFilterSection);
-    if (s_LogFilters.empty())
-        return true;
-    for (const std::string& filter : s_LogFilters) {
-        if (message.find(filter) != std::string::npos)
-            return true;
-    }
-    return false;
+    return s_LogFilters.Passes(message);
 }
 
 bool COsLog::SendToViewer(COsSocket* client, const std::string& message)

@@ -1,22 +1,24 @@
 // COsLogRecv: receives the viewer's filter words, echoes them and toggles them in the filter list.
 #include "logging/COsLogRecv.h"
 
-#include <cstdio>
 #include <cstring>
 
 #include "core/SectionGuard.h"
 #include "network/COsSocket.h"
-#include "strings/COsString.h"
+#include "platform/console.h"
 
 namespace {
 
 constexpr unsigned int kChunkSize = 4096;
 constexpr unsigned int kReceiveLimitMilliseconds = 10000;
+// How long one word may wait for a standard output that takes nothing (nobody reads it): well below the
+// second within which the hub has to end.
+constexpr uint32_t kEchoWaitMilliseconds = 100;
 
 }  // namespace
 
 COsLogRecv::COsLogRecv(COsSocket* pSocket)
-    : m_pSocket(pSocket), m_bRunning(false), m_bPeerGone(false), m_pThread(nullptr)
+    : m_pSocket(pSocket), m_bRunning(false), m_bPeerGone(false), m_pThread(nullptr), m_bEchoBlocked(false)
 {
 }
 
@@ -25,22 +27,22 @@ COsLogRecv::~COsLogRecv()
     delete m_pThread;
 }
 
-std::string COsLogRecv::WordOf(const char* chunk, int length)
+std::string_view COsLogRecv::WordOf(const char* chunk, int length)
 {
     const void* firstNul = std::memchr(chunk, '\0', static_cast<size_t>(length));
     size_t wordLength = firstNul != nullptr ? static_cast<const char*>(firstNul) - chunk : static_cast<size_t>(length);
-    return std::string(chunk, wordLength);
+    return std::string_view(chunk, wordLength);
 }
 
-void COsLogRecv::ToggleFilter(const std::string& word)
+void COsLogRecv::Echo(std::string_view word)
 {
-    for (auto filter = s_LogFilters.begin(); filter != s_LogFilters.end(); ++filter) {
-        if (COsString::Compare(*filter, word, false) == 0) {
-            s_LogFilters.erase(filter);
-            return;
-        }
-    }
-    s_LogFilters.push_back(word);
+    // One write for the word and its line end, so that a word is never split from its line end by another
+    // writer of the process.
+    char line[kChunkSize + 1];
+    std::memcpy(line, word.data(), word.size());
+    line[word.size()] = '\n';
+    const size_t length = word.size() + 1;
+    m_bEchoBlocked = platform::WriteStandardOutput(line, length, m_bEchoBlocked ? 0 : kEchoWaitMilliseconds) < length;
 }
 
 void COsLogRecv::Run()
@@ -57,13 +59,10 @@ void COsLogRecv::Run()
         }
         if (received == 0)
             continue;
-        std::string word = WordOf(chunk, received);
-        std::fwrite(word.data(), 1, word.size(), stdout);
-        std::fputc('\n', stdout);
-        std::fflush(stdout);
-
+        std::string_view word = WordOf(chunk, received);
+        Echo(word);
         SectionGuard lock(s_LogFilterSection);
-        ToggleFilter(word);
+        s_LogFilters.Toggle(word);
     }
     m_bRunning = false;
 }

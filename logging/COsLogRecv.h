@@ -3,11 +3,11 @@
 #pragma once
 
 #include <atomic>
-#include <string>
-#include <vector>
+#include <string_view>
 
 #include "core/CMonitoredSection.h"
 #include "core/COsThreadTpl.h"
+#include "logging/LogFilterList.h"
 
 class COsSocket;
 
@@ -17,12 +17,11 @@ public:
     explicit COsLogRecv(COsSocket* pSocket);
     ~COsLogRecv();
 
-    // The thread's body: receives words and toggles them in the filter list while m_bRunning is set.
+    // The thread's body: receives words, echoes them and toggles them in the filter list while m_bRunning is
+    // set.
     void Run();
-    // Switches a filter word on, or off when it is already in the list.
-    static void ToggleFilter(const std::string& word);
     // The word of one received chunk: its bytes up to the first NUL, or all of them.
-    static std::string WordOf(const char* chunk, int length);
+    static std::string_view WordOf(const char* chunk, int length);
 
     COsSocket* m_pSocket;
     std::atomic<bool> m_bRunning;
@@ -30,11 +29,19 @@ public:
     // not wait for a failed send (up to a heartbeat period) to notice that the viewer is gone.
     std::atomic<bool> m_bPeerGone;
     COsThreadTpl<COsLogRecv>* m_pThread;
+
+private:
+    // Writes the word and a line end to the process's standard output, never holding the receiver for long.
+    void Echo(std::string_view word);
+
+    // Set while the standard output takes nothing: later words are then written only as far as it takes them
+    // at once, so that a flood of words is not slowed down by one wait each.
+    bool m_bEchoBlocked;
 };
 
 // The receiver of the present connection, made and ended by the hub thread only.
 extern COsLogRecv* s_LogRecv;
 extern CMonitoredSection s_LogRecvSection;
 // The viewer's filter words in order of arrival; a message passes if it contains any of them.
-extern std::vector<std::string> s_LogFilters;
+extern LogFilterList s_LogFilters;
 extern CMonitoredSection s_LogFilterSection;
