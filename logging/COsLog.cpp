@@ -1,13 +1,13 @@
 // COsLog: the hub thread, the message queue, the port file and the send loop with its heartbeat.
 #include "logging/COsLog.h"
 
-#include <cstdio>
-#include <cstdlib>
-#include <vector>
+#include <new>
 
 #include "core/SectionGuard.h"
 #include "logging/COsLogRecv.h"
 #include "network/COsSocket.h"
+#include "platform/filehead.h"
+#include "platform/sync.h"
 
 // The library's statics come up in this order: the hub's singleton section, the receiver's section, the
 // filter list with its section.
@@ -23,6 +23,8 @@ namespace {
 
 constexpr int kDefaultBasePort = 61234;
 constexpr int kHighestBasePort = 65525;
+constexpr int kHighestPort = 65535;
+constexpr size_t kPortFileBytesRead = 64;
 constexpr int kPortsTried = 10;
 constexpr unsigned int kListenReceiveBufferSize = 0x6400000;
 constexpr char kPortFileName[] = "LogOutputPort.txt";
@@ -32,24 +34,34 @@ constexpr int kIdlePollsBeforeHeartbeat = 300;
 // A viewer that stops reading holds a send at most this long; then it counts as gone, so that neither
 // the hub nor FreeInstance can be held by it.
 constexpr unsigned int kSendLimitMilliseconds = 500;
-constexpr uint32_t kReceiverPollMilliseconds = 1;
 
-// The base port from the port file, or the default when the file is missing, unreadable or out of range.
+// The port that a port file's text begins with, read as atoi reads (leading blanks, a sign, digits), or -1
+// when the text holds no number or one outside the ports. Unlike atoi it cannot overflow: "4294972296" is
+// out of range, not 5000.
+int PortOfText(const std::string& text)
+{
+    size_t next = 0;
+    while (next < text.size() && (text[next] == ' ' || (text[next] >= '\t' && text[next] <= '\r')))
+        ++next;
+    bool negative = false;
+    if (next < text.size() && (text[next] == '+' || text[next] == '-'))
+        negative = text[next++] == '-';
+    int value = 0;
+    bool digits = false;
+    for (; next < text.size() && text[next] >= '0' && text[next] <= '9'; ++next) {
+        digits = true;
+        if (value <= kHighestPort)
+            value = value * 10 + (text[next] - '0');
+    }
+    return !digits || negative || value > kHighestPort ? -1 : value;
+}
+
+// The base port from the port file, or the default when the file is missing, is no regular file, or holds
+// no port in range. Only the first bytes are read: a port needs five digits, and a few blanks may lead.
 int ReadBasePort()
 {
-    int basePort = kDefaultBasePort;
-    FILE* file = std::fopen(kPortFileName, "rb");
-    if (file != nullptr) {
-        if (std::fseek(file, 0, SEEK_END) == 0) {
-            long size = std::ftell(file);
-            if (size >= 0 && std::fseek(file, 0, SEEK_SET) == 0) {
-                std::vector<char> text(static_cast<size_t>(size) + 1, '\0');
-                if (std::fread(text.data(), 1, static_cast<size_t>(size), file) == static_cast<size_t>(size))
-                    basePort = std::atoi(text.data());
-            }
-        }
-        std::fclose(file);
-    }
+    std::string text;
+    int basePort = platform::ReadFileHead(kPortFileName, kPortFileBytesRead, text) ? PortOfText(text) : -1;
     if (basePort < 1 || basePort > kHighestBasePort)
         basePort = kDefaultBasePort;
     return basePort;
@@ -60,8 +72,19 @@ int ReadBasePort()
 COsLog* COsLog::GetInstance()
 {
     SectionGuard lock(s_MonitoredSection);
-    if (s_OsLog == nullptr)
-        s_OsLog = new COsLog();
+    if (s_OsLog != nullptr)
+        return s_OsLog;
+    COsLog* hub = nullptr;
+    try {
+        hub = new COsLog();
+    } catch (const std::bad_alloc&) {
+        return nullptr;  // memory ran out: no hub, as a pointer result says
+    }
+    if (hub->m_pListenSocket == nullptr) {
+        delete hub;
+        return nullptr;
+    }
+    s_OsLog = hub;
     return s_OsLog;
 }
 
@@ -80,9 +103,11 @@ int COsLog::GetLogOutputPort()
 }
 
 COsLog::COsLog()
-    : m_pListenSocket(COsSocket::CreateInstance()), m_bRunning(false), m_bConnected(false),
-      m_pLogMsgs(new std::deque<std::string>()), m_pThread(nullptr)
+    : m_pListenSocket(nullptr), m_bRunning(false), m_bConnected(false), m_pLogMsgs(new std::deque<std::string>()),
+      m_pThread(nullptr)
 {
+    // Made last: it is the one part that an exception thrown above would leave behind.
+    m_pListenSocket = COsSocket::CreateInstance();
 }
 
 COsLog::~COsLog()
@@ -92,9 +117,10 @@ COsLog::~COsLog()
     if (m_pListenSocket != nullptr)
         m_pListenSocket->ShutDown();
     if (m_pThread != nullptr) {
-        while (m_pThread->IsRunning())
-            COsThread::Sleep(10);
-        m_pThread->Finish(10);
+        // Without limit: the thread runs this object's Run, so it must have ended before the object goes. Its
+        // every wait is bounded (the send's time limit, the receiver's woken wait), so it ends well within a
+        // second.
+        m_pThread->Finish(platform::kWaitForever);
         delete m_pThread;
         m_pThread = nullptr;
     }
@@ -260,8 +286,8 @@ bool COsLog::SendToViewer(COsSocket* client, const std::string& message)
 void COsLog::StartReceiver(COsSocket* client)
 {
     SectionGuard lock(s_LogRecvSection);
-    if (s_LogRecv == nullptr)
-        s_LogRecv = new COsLogRecv(client);
+    if (s_LogRecv == nullptr && (s_LogRecv = new (std::nothrow) COsLogRecv(client)) == nullptr)
+        return;  // the connection goes on without a receiver; filter words go unread
     if (!s_LogRecv->m_bRunning) {
         s_LogRecv->m_bRunning = true;
         if (s_LogRecv->m_pThread == nullptr)
@@ -282,9 +308,8 @@ void COsLog::EndReceiver(COsSocket* client)
         // waited out; one that saw the viewer go has ended already.
         if (s_LogRecv->m_pThread->IsRunning())
             client->ShutDown();
-        while (s_LogRecv->m_pThread->IsRunning())
-            COsThread::Sleep(kReceiverPollMilliseconds);
-        s_LogRecv->m_pThread->Finish(10);
+        // Without limit, as the receiver object goes next; its waits are bounded (the woken receive, the echo).
+        s_LogRecv->m_pThread->Finish(platform::kWaitForever);
         delete s_LogRecv->m_pThread;
         s_LogRecv->m_pThread = nullptr;
     }

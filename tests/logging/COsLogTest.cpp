@@ -1,8 +1,17 @@
 // COsLog: the port file, the wire as a viewer sees it, filter words, and teardown in every state.
 #include "tests/logging/LogHubFixture.h"
 
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <functional>
 #include <memory>
+#include <new>
 #include <vector>
+
+#include "tests/support/FailingAllocations.h"
 
 namespace loghub_test {
 
@@ -38,8 +47,11 @@ TEST_F(LogHubTest, PortFileSetsTheBaseTakenPortsAreSkippedAndAllTenTakenFailsKee
               std::make_pair(afterFirst.descriptors, afterFirst.threads)) << "a second Start opens nothing new";
     COsLog::FreeInstance();
 
+    // atoi's reading (blanks, a sign, digits up to the first other byte), but a number too big for an int is
+    // out of range, not what its overflow would leave.
     const std::pair<const char*, int> rows[] = {
         {"0", 61234}, {"-1", 61234}, {"65526", 61234}, {"not a number", 61234}, {"", 61234}, {"65525", 65525},
+        {"4294972296", 61234}, {" \t+65525 and more", 65525},
     };
     for (const auto& [content, rowBase] : rows) {
         WritePortFile(content);
@@ -48,6 +60,88 @@ TEST_F(LogHubTest, PortFileSetsTheBaseTakenPortsAreSkippedAndAllTenTakenFailsKee
         COsLog::FreeInstance();
     }
     EXPECT_GE(COsLog::GetLogOutputPort(), 65525) << "the port is not reset at teardown";
+}
+
+// A port file that is a FIFO would hold an open for ever, a directory has no size to read, and a huge file
+// would be read whole: none of them may hold Start up or make it allocate what the file claims.
+TEST_F(LogHubTest, PortFileThatIsAFifoADirectoryOrHugeNeitherHoldsStartNorCostsItsSize)
+{
+    const std::filesystem::path portFile = m_directory / "LogOutputPort.txt";
+    struct
+    {
+        const char* name;
+        std::function<void()> make;
+        int base;
+    } rows[] = {
+        {"FIFO", [&] { ASSERT_EQ(mkfifo(portFile.c_str(), 0600), 0); }, 61234},
+        {"directory", [&] { std::filesystem::create_directory(portFile); }, 61234},
+        {"3 GiB sparse file",
+         [&] {
+             WritePortFile(std::to_string(m_basePort));
+             std::filesystem::resize_file(portFile, 3ull << 30);
+         },
+         m_basePort},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        std::filesystem::remove(portFile);
+        row.make();
+        rusage before{};
+        getrusage(RUSAGE_SELF, &before);
+        std::atomic<bool> started{false};
+        int status = 1;
+        std::thread starter([&] {
+            status = COsLog::GetInstance()->Start();
+            started = true;
+        });
+        const bool inTime = WaitFor([&] { return started.load(); }, milliseconds(3000));
+        if (!inTime) {
+            // A Start that waits for a writer of the FIFO is let go, so that the test can end.
+            int writer = open(portFile.c_str(), O_WRONLY | O_NONBLOCK);
+            WaitFor([&] { return started.load(); }, milliseconds(3000));
+            if (writer >= 0)
+                close(writer);
+        }
+        starter.join();
+        EXPECT_TRUE(inTime) << "Start was held up";
+        EXPECT_EQ(status, 0);
+        const int port = COsLog::GetLogOutputPort();
+        EXPECT_TRUE(port >= row.base && port < row.base + 10) << port;
+        rusage after{};
+        getrusage(RUSAGE_SELF, &after);
+        EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 256 * 1024) << "kilobytes taken at the peak";
+        COsLog::FreeInstance();
+    }
+    std::filesystem::remove(portFile);
+}
+
+TEST_F(LogHubTest, GetInstanceGivesNullWhenMemoryRunsOut)
+{
+    for (int count = 0; count < 1000; ++count) {
+        COsLog* hub = nullptr;
+        bool threw = false, reached = false;
+        {
+            veltrane_test::FailingAllocations failing(count);
+            try {
+                hub = COsLog::GetInstance();
+            } catch (const std::bad_alloc&) {
+                threw = true;
+            }
+            reached = failing.Reached();
+        }
+        EXPECT_FALSE(threw) << "allocation " << count << " failed with an exception";
+        if (reached) {
+            EXPECT_EQ(hub, nullptr) << "allocation " << count << " failed, yet a hub came";
+            continue;
+        }
+        ASSERT_NE(hub, nullptr);
+        EXPECT_GT(count, 0) << "making the hub allocates, so a failure was reached at least once";
+        EXPECT_EQ(hub->Start(), 0);
+        EXPECT_TRUE(hub->IsRunning());
+        COsLog::FreeInstance();
+        return;
+    }
+    ADD_FAILURE() << "GetInstance never got through";
 }
 
 TEST_F(LogHubTest, ViewerGetsMessagesByteExactInOrderHeartbeatsWhenIdleAndWhatItsFilterWordsLetThrough)
