@@ -63,7 +63,9 @@ TEST_F(LogHubTest, FloodingAbruptStormingAndNeverReadingViewersNeitherStopNorHol
     };
     fillTheSocketBuffers();
     RawViewer next(port);
-    EXPECT_EQ(next.ReadBytes(1, milliseconds(8000)), "\x07") << "a send that cannot finish ends the connection";
+    // Served means a first byte: the heartbeat, or the start of a message pushed while the hub was ending the
+    // stuck connection (such a message stays queued for the next viewer).
+    EXPECT_EQ(next.ReadBytes(1, milliseconds(8000)).size(), 1u) << "a send that cannot finish ends the connection";
     fillTheSocketBuffers();
     EndHubLeakingNothing(baseline, 2);  // ending while a send to `next` waits; only the viewers' own sockets stay
 }
