@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <new>
 
 #include <Veltrane.h>
 
@@ -22,47 +21,30 @@ void WorkWithArgs(void**) {}
 void Closed() {}
 
 // Fails the first, the second, ... allocation of `make` until it no longer needs to fail; each time the
-// result must be null, and once nothing failed, a thread object that starts, in the same way.
+// result must be null, and once nothing failed, a thread object whose Start fails in the same way.
 void ExpectNullOnEveryFailure(const std::function<COsThread*()>& make)
 {
-    for (int count = 0; count < 1000; ++count) {
-        COsThread* thread = nullptr;
-        bool threw = false, reached = false;
-        {
-            veltrane_test::FailingAllocations failing(count);
-            try {
-                thread = make();
-            } catch (const std::bad_alloc&) {
-                threw = true;
-            }
-            reached = failing.Reached();
-        }
+    using veltrane_test::ForEachFailingAllocation;
+    COsThread* made = nullptr;
+    const int needed = ForEachFailingAllocation(make, [&](COsThread* thread, bool threw, bool failed, int count) {
         EXPECT_FALSE(threw) << "allocation " << count << " failed with an exception";
-        if (reached) {
-            EXPECT_EQ(thread, nullptr) << "allocation " << count << " failed, yet an object came";
-            COsThread::FreeThread(&thread);
-            continue;
+        if (!failed) {
+            made = thread;
+            return;
         }
-        ASSERT_NE(thread, nullptr);
-        // Start refused for want of memory leaves the object Idle, ready for the next Start.
-        for (int startCount = 0;; ++startCount) {
-            bool started = false;
-            {
-                veltrane_test::FailingAllocations failing(startCount);
-                started = thread->Start();
-                reached = failing.Reached();
-            }
-            EXPECT_EQ(started, !reached) << "allocation " << startCount << " of Start failed";
-            if (started || startCount >= 1000)
-                break;
-        }
-        EXPECT_TRUE(thread->Finish(5000));
-        EXPECT_EQ(thread->GetExitCode(), 0u);
+        EXPECT_EQ(thread, nullptr) << "allocation " << count << " failed, yet an object came";
         COsThread::FreeThread(&thread);
-        EXPECT_GT(count, 0) << "the factory allocates, so a failure was reached at least once";
-        return;
-    }
-    ADD_FAILURE() << "the factory never got through";
+    });
+    EXPECT_GT(needed, 0) << "the factory allocates, so a failure was reached at least once";
+    ASSERT_NE(made, nullptr);
+    // Start refused for want of memory leaves the object Idle, ready for the next Start.
+    ForEachFailingAllocation([&] { return made->Start(); }, [](bool started, bool threw, bool failed, int count) {
+        EXPECT_FALSE(threw) << "allocation " << count << " of Start failed with an exception";
+        EXPECT_EQ(started, !failed) << "allocation " << count << " of Start failed";
+    });
+    EXPECT_TRUE(made->Finish(5000));
+    EXPECT_EQ(made->GetExitCode(), 0u);
+    COsThread::FreeThread(&made);
 }
 
 }  // namespace

@@ -8,7 +8,6 @@
 
 #include <functional>
 #include <memory>
-#include <new>
 #include <vector>
 
 #include "tests/support/FailingAllocations.h"
@@ -117,31 +116,18 @@ TEST_F(LogHubTest, PortFileThatIsAFifoADirectoryOrHugeNeitherHoldsStartNorCostsI
 
 TEST_F(LogHubTest, GetInstanceGivesNullWhenMemoryRunsOut)
 {
-    for (int count = 0; count < 1000; ++count) {
-        COsLog* hub = nullptr;
-        bool threw = false, reached = false;
-        {
-            veltrane_test::FailingAllocations failing(count);
-            try {
-                hub = COsLog::GetInstance();
-            } catch (const std::bad_alloc&) {
-                threw = true;
-            }
-            reached = failing.Reached();
-        }
+    COsLog* made = nullptr;
+    const int needed = veltrane_test::ForEachFailingAllocation(&COsLog::GetInstance, [&](COsLog* hub, bool threw,
+                                                                                          bool failed, int count) {
         EXPECT_FALSE(threw) << "allocation " << count << " failed with an exception";
-        if (reached) {
-            EXPECT_EQ(hub, nullptr) << "allocation " << count << " failed, yet a hub came";
-            continue;
-        }
-        ASSERT_NE(hub, nullptr);
-        EXPECT_GT(count, 0) << "making the hub allocates, so a failure was reached at least once";
-        EXPECT_EQ(hub->Start(), 0);
-        EXPECT_TRUE(hub->IsRunning());
-        COsLog::FreeInstance();
-        return;
-    }
-    ADD_FAILURE() << "GetInstance never got through";
+        EXPECT_EQ(hub == nullptr, failed) << "allocation " << count << (failed ? " failed, yet a hub came" : "");
+        made = hub;
+    });
+    EXPECT_GT(needed, 0) << "making the hub allocates, so a failure was reached at least once";
+    ASSERT_NE(made, nullptr);
+    EXPECT_EQ(made->Start(), 0) << "the hub made after the failures works";
+    EXPECT_TRUE(made->IsRunning());
+    COsLog::FreeInstance();
 }
 
 TEST_F(LogHubTest, ViewerGetsMessagesByteExactInOrderHeartbeatsWhenIdleAndWhatItsFilterWordsLetThrough)
