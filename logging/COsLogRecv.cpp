@@ -39,6 +39,8 @@ void COsLogRecv::Echo(std::string_view word)
     // One write for the word and its line end, so that a word is never split from its line end by another
     // writer of the process.
     char line[kChunkSize + 1];
+    if (word.size() > kChunkSize)
+        return;  // a word is at most one receive long
     std::memcpy(line, word.data(), word.size());
     line[word.size()] = '\n';
     const size_t length = word.size() + 1;
