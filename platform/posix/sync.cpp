@@ -22,27 +22,34 @@ struct RecursiveMutex
     pthread_mutex_t mutex;
     // The holding thread, or 0. Only the holder writes its own id here, so a thread that reads its own id
     // knows that it holds the mutex; any other value, however stale, means that it does not.
-    std::atomic<pthread_t> owner;
+    std::atomic<uintptr_t> owner;
     unsigned depth;
 };
 
 static_assert(sizeof(RecursiveMutex) <= kRecursiveMutexSize, "the reserved storage holds the mutex, owner and depth");
 static_assert(alignof(RecursiveMutex) <= 8, "the reserved storage is aligned to 8");
-static_assert(std::atomic<pthread_t>::is_always_lock_free, "the owner is read without a lock");
+static_assert(std::atomic<uintptr_t>::is_always_lock_free, "the owner is read without a lock");
 
 RecursiveMutex* AsMutex(void* storage)
 {
     return static_cast<RecursiveMutex*>(storage);
 }
 
+// The calling thread's identity: its thread pointer, unique among live threads (glibc's pthread_self gives the
+// same value), read inline on every entry instead of through a call into the C library.
+uintptr_t CallingThread()
+{
+    return reinterpret_cast<uintptr_t>(__builtin_thread_pointer());
+}
+
 bool HeldByCaller(RecursiveMutex* mutex)
 {
-    return mutex->owner.load(std::memory_order_relaxed) == pthread_self();
+    return mutex->owner.load(std::memory_order_relaxed) == CallingThread();
 }
 
 void TakeOwnership(RecursiveMutex* mutex)
 {
-    mutex->owner.store(pthread_self(), std::memory_order_relaxed);
+    mutex->owner.store(CallingThread(), std::memory_order_relaxed);
     mutex->depth = 1;
 }
 
@@ -59,7 +66,7 @@ void RecursiveMutexInit(void* storage)
 {
     RecursiveMutex* mutex = new (storage) RecursiveMutex;
     pthread_mutex_init(&mutex->mutex, nullptr);
-    mutex->owner.store(pthread_t{}, std::memory_order_relaxed);
+    mutex->owner.store(0, std::memory_order_relaxed);
     mutex->depth = 0;
 }
 
@@ -68,7 +75,7 @@ void RecursiveMutexDestroy(void* storage)
     RecursiveMutex* mutex = AsMutex(storage);
     if (HeldByCaller(mutex)) {
         mutex->depth = 0;
-        mutex->owner.store(pthread_t{}, std::memory_order_relaxed);
+        mutex->owner.store(0, std::memory_order_relaxed);
         pthread_mutex_unlock(&mutex->mutex);
     }
     pthread_mutex_destroy(&mutex->mutex);
@@ -106,7 +113,7 @@ void RecursiveMutexUnlock(void* storage)
         return;  // not the caller's to release
     if (--mutex->depth > 0)
         return;
-    mutex->owner.store(pthread_t{}, std::memory_order_relaxed);
+    mutex->owner.store(0, std::memory_order_relaxed);
     pthread_mutex_unlock(&mutex->mutex);
 }
 
