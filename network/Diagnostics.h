@@ -18,7 +18,8 @@ void Write(const char* format, Arguments... arguments)
         veltrane::snprintf(text, sizeof(text), "%s", format);
     else
         veltrane::snprintf(text, sizeof(text), format, arguments...);
-    COsLog::GetInstance()->WriteLogToPort(text);
+    if (COsLog* hub = COsLog::GetInstance())  // null when memory ran out: the diagnostic is dropped
+        hub->WriteLogToPort(text);
 }
 
 }  // namespace network_diagnostics
