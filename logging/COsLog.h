@@ -15,7 +15,7 @@ class COsSocket;
 class VELTRANE_API COsLog
 {
 public:
-    // The hub, made on first use. It listens only after Start.
+    // The hub, made on first use, or null when memory ran out. It listens only after Start.
     static COsLog* GetInstance();
     // Ends the hub, its threads and its connections; does nothing if there is none. Returns within a second.
     static void FreeInstance();
