@@ -104,15 +104,16 @@ void WriteTwoForms(uint32_t forms, char16_t* out)
     out[1] = static_cast<char16_t>(forms >> 16);
 }
 
-// What a decoding pass does: count the units, write them, or write them while the text stays well formed.
-enum class Pass { Count, Write, WriteWellFormed };
+// What a decoding pass does: count the units, write them, write them while the text stays well formed, or
+// only find out whether it is.
+enum class Pass { Count, Write, WriteWellFormed, CheckWellFormed };
 
 constexpr size_t kIllFormed = ~size_t{0};
 
 template <Pass P>
 size_t DecodeUtf8(const unsigned char* in, size_t length, char16_t* out, size_t capacity)
 {
-    constexpr bool write = P != Pass::Count;
+    constexpr bool write = P == Pass::Write || P == Pass::WriteWellFormed;
     const unsigned char* end = in + length;
     size_t produced = 0;
     while (in < end) {
@@ -175,7 +176,7 @@ size_t DecodeUtf8(const unsigned char* in, size_t length, char16_t* out, size_t 
         size_t used = DecodeSequence(in, end, codePoint);
         // The fast forms above take every well-formed sequence but the four-byte ones, so a replacement
         // here always stands for an ill-formed sequence.
-        if (P == Pass::WriteWellFormed && codePoint == kReplacement)
+        if ((P == Pass::WriteWellFormed || P == Pass::CheckWellFormed) && codePoint == kReplacement)
             return kIllFormed;
         in += used;
         if (codePoint < 0x10000) {
@@ -348,6 +349,12 @@ bool WellFormedUtf8ToUtf16(const char* text, size_t length, wchar16* target, siz
     return DecodeUtf8<Pass::WriteWellFormed>(bytes, length, target, capacity) != kIllFormed;
 }
 
+bool IsWellFormedUtf8(const char* text, size_t length)
+{
+    const unsigned char* bytes = reinterpret_cast<const unsigned char*>(text);
+    return DecodeUtf8<Pass::CheckWellFormed>(bytes, length, nullptr, 0) != kIllFormed;
+}
+
 size_t Utf16ToUtf8(const wchar16* text, size_t length, char* target, size_t capacity)
 {
     unsigned char* bytes = reinterpret_cast<unsigned char*>(target);
@@ -369,6 +376,22 @@ size_t Utf16Length(const wchar16* text)
             return static_cast<size_t>(end - text) + 3;
         end += 4;
     }
+}
+
+size_t Utf16LengthWithin(const wchar16* text, size_t count)
+{
+    // Four units a word, the first in memory lowest: subtracting 1 from each lane borrows into the top bit
+    // of the lowest lane that is 0 (lanes above it may be marked by the borrow, so only the lowest counts).
+    size_t index = 0;
+    for (; count - index >= 4; index += 4) {
+        uint64_t word = LoadLittle8(text + index);
+        uint64_t zeros = (word - 0x0001000100010001ull) & ~word & 0x8000800080008000ull;
+        if (zeros != 0)
+            return index + static_cast<size_t>(__builtin_ctzll(zeros)) / 16;
+    }
+    while (index < count && text[index] != 0)
+        ++index;
+    return index;
 }
 
 }  // namespace encoding

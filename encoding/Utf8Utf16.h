@@ -22,6 +22,9 @@ size_t Utf16UnitsIfWellFormed(const char* text, size_t length);
 // count, and gives false; the units written so far are then of no use.
 bool WellFormedUtf8ToUtf16(const char* text, size_t length, wchar16* target, size_t capacity);
 
+// True when the `length` bytes are well-formed UTF-8 from end to end (a U+FFFD written in the text is).
+bool IsWellFormedUtf8(const char* text, size_t length);
+
 // Encodes `length` UTF-16 units as UTF-8 into `target` (nullptr: only counts) and gives the number of bytes;
 // `capacity` as above.
 // A lone surrogate becomes U+FFFD.
@@ -29,5 +32,8 @@ size_t Utf16ToUtf8(const wchar16* text, size_t length, char* target, size_t capa
 
 // The number of units before the terminator.
 size_t Utf16Length(const wchar16* text);
+
+// The number of units before the first 0 among the first `count`, or `count` when none of them is 0.
+size_t Utf16LengthWithin(const wchar16* text, size_t count);
 
 }  // namespace encoding
