@@ -12,6 +12,7 @@ constexpr uint32_t kErrorBufferOverflow = 111;
 constexpr uint32_t kErrorModuleNotFound = 126;
 constexpr uint32_t kErrorProcNotFound = 127;
 constexpr uint32_t kErrorAlreadyExists = 183;
+constexpr uint32_t kErrorFilenameTooLong = 206;
 
 // Starts at 0 in every thread.
 uint32_t GetLastError();

@@ -1,0 +1,384 @@
+// platform/posix/files.cpp — streams, the range lock, attributes and copies over POSIX descriptors.
+// Every file opens without blocking and is checked to be a regular file before it is used: a FIFO planted
+// where a file is expected would otherwise hold an open or a read until a peer comes, which may be never.
+#include "platform/files.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <climits>
+#include <memory>
+
+#include "core/WindowsTypes.h"
+#include "platform/lasterror.h"
+
+namespace platform {
+namespace {
+
+constexpr uint32_t kErrorInvalidParameter = 87;
+constexpr uint32_t kErrorDiskFull = 112;
+constexpr uint32_t kErrorNotRegular = 1920;  // ERROR_CANT_ACCESS_FILE: the name is there, but not as a file
+
+// The Windows number of a file system errno, as the library's last error reports it.
+void SetLastErrorFromErrno(int error)
+{
+    switch (error) {
+    case ENOENT:
+        SetLastError(kErrorFileNotFound);
+        break;
+    case ENOTDIR:
+        SetLastError(kErrorPathNotFound);
+        break;
+    case EEXIST:
+        SetLastError(kErrorAlreadyExists);
+        break;
+    case ENAMETOOLONG:
+        SetLastError(kErrorFilenameTooLong);
+        break;
+    case ENOSPC:
+    case EDQUOT:
+        SetLastError(kErrorDiskFull);
+        break;
+    case EINVAL:
+        SetLastError(kErrorInvalidParameter);
+        break;
+    default:
+        SetLastError(kErrorAccessDenied);  // EACCES, EPERM, EROFS, EISDIR, ETXTBSY and the rest
+        break;
+    }
+}
+
+// Closes a descriptor on every path; release() hands it on.
+class Descriptor
+{
+public:
+    explicit Descriptor(int descriptor) : m_nDescriptor(descriptor) {}
+    ~Descriptor()
+    {
+        if (m_nDescriptor >= 0)
+            ::close(m_nDescriptor);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    int get() const { return m_nDescriptor; }
+    void reset(int descriptor)
+    {
+        if (m_nDescriptor >= 0)
+            ::close(m_nDescriptor);
+        m_nDescriptor = descriptor;
+    }
+    int release()
+    {
+        int descriptor = m_nDescriptor;
+        m_nDescriptor = -1;
+        return descriptor;
+    }
+
+private:
+    int m_nDescriptor;
+};
+
+// Opens without blocking (a FIFO with no peer would wait for one) and keeps the descriptor only when it
+// names a regular file.
+int OpenRegular(const std::string& path, int flags, mode_t permissions = 0666)
+{
+    int descriptor;
+    do {
+        descriptor = ::open(path.c_str(), flags | O_NONBLOCK | O_CLOEXEC, permissions);
+    } while (descriptor < 0 && errno == EINTR);
+    if (descriptor < 0) {
+        SetLastErrorFromErrno(errno);
+        return -1;
+    }
+    struct stat status;
+    if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
+        ::close(descriptor);
+        SetLastError(kErrorNotRegular);
+        return -1;
+    }
+    // Regular files ignore the flag, but a stream handed to the caller reads and writes as a blocking one.
+    ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) & ~O_NONBLOCK);
+    return descriptor;
+}
+
+struct StreamMode {
+    int flags;
+    const char* canonical;  // the mode handed to fdopen, without the letters that only open() needs
+};
+
+bool ParseMode(const std::string& mode, StreamMode& parsed)
+{
+    if (mode.empty())
+        return false;
+    bool update = mode.find('+', 1) != std::string::npos;
+    int exclusive = mode.find('x', 1) != std::string::npos ? O_EXCL : 0;
+    switch (mode[0]) {
+    case 'r':
+        parsed = {update ? O_RDWR : O_RDONLY, update ? "r+" : "r"};
+        return true;
+    case 'w':
+        parsed = {(update ? O_RDWR : O_WRONLY) | O_CREAT | O_TRUNC | exclusive, update ? "w+" : "w"};
+        return true;
+    case 'a':
+        parsed = {(update ? O_RDWR : O_WRONLY) | O_CREAT | O_APPEND | exclusive, update ? "a+" : "a"};
+        return true;
+    default:
+        return false;
+    }
+}
+
+bool SetRangeLock(FILE* stream, short type, uint64_t offset, uint64_t length)
+{
+    if (offset > static_cast<uint64_t>(LLONG_MAX) || length > static_cast<uint64_t>(LLONG_MAX) - offset) {
+        SetLastError(kErrorInvalidParameter);
+        return false;
+    }
+    struct flock range;
+    std::memset(&range, 0, sizeof range);
+    range.l_type = type;
+    range.l_whence = SEEK_SET;
+    range.l_start = static_cast<off_t>(offset);
+    range.l_len = static_cast<off_t>(length);
+    int descriptor = ::fileno(stream);
+    int result;
+    do {
+        result = ::fcntl(descriptor, F_OFD_SETLKW, &range);
+    } while (result != 0 && errno == EINTR);
+    if (result != 0)
+        SetLastErrorFromErrno(errno);
+    return result == 0;
+}
+
+// The name's last segment, which decides "hidden" on this host.
+bool IsHiddenName(const std::string& path)
+{
+    size_t slash = path.find_last_of('/');
+    size_t start = slash == std::string::npos ? 0 : slash + 1;
+    return start < path.size() && path[start] == '.';
+}
+
+bool WriteAll(int descriptor, const char* data, size_t count)
+{
+    while (count > 0) {
+        ssize_t written = ::write(descriptor, data, count);
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0) {
+            SetLastErrorFromErrno(written < 0 ? errno : ENOSPC);
+            return false;
+        }
+        data += written;
+        count -= static_cast<size_t>(written);
+    }
+    return true;
+}
+
+// Copies the data from the start of `from` to the start of `to`: in the kernel where it can, through a
+// buffer where it cannot (copy_file_range refuses some pairs of file systems).
+bool CopyData(int from, int to)
+{
+    for (;;) {
+        ssize_t copied = ::copy_file_range(from, nullptr, to, nullptr, 1 << 30, 0);
+        if (copied == 0)
+            return true;
+        if (copied > 0)
+            continue;
+        if (errno == EINTR)
+            continue;
+        if (errno != EXDEV && errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP) {
+            SetLastErrorFromErrno(errno);
+            return false;
+        }
+        break;
+    }
+    std::unique_ptr<char[]> buffer(new char[1 << 16]);
+    for (;;) {
+        ssize_t got = ::read(from, buffer.get(), 1 << 16);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0) {
+            SetLastErrorFromErrno(errno);
+            return false;
+        }
+        if (got == 0)
+            return true;
+        if (!WriteAll(to, buffer.get(), static_cast<size_t>(got)))
+            return false;
+    }
+}
+
+}  // namespace
+
+FILE* OpenStream(const std::string& path, const std::string& mode)
+{
+    StreamMode parsed;
+    if (!ParseMode(mode, parsed)) {
+        SetLastError(kErrorInvalidParameter);
+        return nullptr;
+    }
+    Descriptor descriptor(OpenRegular(path, parsed.flags));
+    if (descriptor.get() < 0)
+        return nullptr;
+    FILE* stream = ::fdopen(descriptor.get(), parsed.canonical);
+    if (stream == nullptr) {
+        SetLastErrorFromErrno(errno);
+        return nullptr;
+    }
+    descriptor.release();
+    return stream;
+}
+
+int64_t StreamPosition(FILE* stream)
+{
+    off_t position = ::ftello(stream);
+    return position < 0 ? -1 : static_cast<int64_t>(position);
+}
+
+bool SeekStream(FILE* stream, int64_t offset)
+{
+    return offset >= 0 && ::fseeko(stream, static_cast<off_t>(offset), SEEK_SET) == 0;
+}
+
+bool LockStreamRange(FILE* stream, uint64_t offset, uint64_t length)
+{
+    return SetRangeLock(stream, F_WRLCK, offset, length);
+}
+
+bool UnlockStreamRange(FILE* stream, uint64_t offset, uint64_t length)
+{
+    return SetRangeLock(stream, F_UNLCK, offset, length);
+}
+
+bool RemoveFile(const std::string& path)
+{
+    if (::unlink(path.c_str()) == 0)
+        return true;
+    SetLastErrorFromErrno(errno);
+    return false;
+}
+
+bool RenameWithoutReplacing(const std::string& from, const std::string& to)
+{
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
+        return true;
+    if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP) {
+        SetLastErrorFromErrno(errno);
+        return false;
+    }
+    // The file system cannot rename without replacing: a second hard link cannot replace anything either.
+    // Directories cannot be linked, so they cannot be renamed on such a file system.
+    if (::link(from.c_str(), to.c_str()) != 0) {
+        SetLastErrorFromErrno(errno);
+        return false;
+    }
+    if (::unlink(from.c_str()) != 0) {
+        int error = errno;
+        ::unlink(to.c_str());
+        SetLastErrorFromErrno(error);
+        return false;
+    }
+    return true;
+}
+
+bool CopyRegularFile(const std::string& source, const std::string& target, bool failIfExists)
+{
+    Descriptor from(OpenRegular(source, O_RDONLY));
+    if (from.get() < 0)
+        return false;
+    struct stat sourceStatus;
+    if (::fstat(from.get(), &sourceStatus) != 0) {
+        SetLastErrorFromErrno(errno);
+        return false;
+    }
+    // Created exclusively first, so that the call knows whether the target is its own to remove on failure.
+    const mode_t permissions = sourceStatus.st_mode & 07777;
+    bool created = true;
+    Descriptor to(OpenRegular(target, O_WRONLY | O_CREAT | O_EXCL, permissions));
+    if (to.get() < 0 && GetLastError() == kErrorAlreadyExists && !failIfExists) {
+        created = false;
+        // Not truncated at open: the target may be the source under another name.
+        to.reset(OpenRegular(target, O_WRONLY));
+    }
+    if (to.get() < 0)
+        return false;
+    struct stat targetStatus;
+    if (::fstat(to.get(), &targetStatus) != 0 ||
+        (targetStatus.st_dev == sourceStatus.st_dev && targetStatus.st_ino == sourceStatus.st_ino)) {
+        SetLastError(kErrorAccessDenied);
+        return false;
+    }
+    bool copied = ::ftruncate(to.get(), 0) == 0 && CopyData(from.get(), to.get());
+    if (copied) {
+        const struct timespec times[2] = {sourceStatus.st_atim, sourceStatus.st_mtim};
+        ::futimens(to.get(), times);
+        if (!created)
+            ::fchmod(to.get(), permissions);
+        return true;
+    }
+    int error = GetLastError();
+    if (created)
+        ::unlink(target.c_str());
+    SetLastError(error);
+    return false;
+}
+
+bool ReadAttributes(const std::string& path, uint32_t& attributes)
+{
+    struct stat status;
+    if (::stat(path.c_str(), &status) != 0) {
+        SetLastErrorFromErrno(errno);
+        return false;
+    }
+    uint32_t bits = 0;
+    if (S_ISDIR(status.st_mode))
+        bits |= FILE_ATTRIBUTE_DIRECTORY;
+    if ((status.st_mode & S_IWUSR) == 0)
+        bits |= FILE_ATTRIBUTE_READONLY;
+    if (IsHiddenName(path))
+        bits |= FILE_ATTRIBUTE_HIDDEN;
+    attributes = bits == 0 ? FILE_ATTRIBUTE_NORMAL : bits;
+    return true;
+}
+
+bool WriteAttributes(const std::string& path, uint32_t attributes)
+{
+    struct stat status;
+    if (::stat(path.c_str(), &status) != 0) {
+        SetLastErrorFromErrno(errno);
+        return false;
+    }
+    mode_t permissions = status.st_mode & 07777;
+    if (attributes & FILE_ATTRIBUTE_READONLY)
+        permissions &= static_cast<mode_t>(~(S_IWUSR | S_IWGRP | S_IWOTH));
+    else
+        permissions |= S_IWUSR;
+    if (::chmod(path.c_str(), permissions) != 0) {
+        SetLastErrorFromErrno(errno);
+        return false;
+    }
+    return true;
+}
+
+int64_t RegularFileSize(const std::string& path)
+{
+    Descriptor file(OpenRegular(path, O_RDONLY));
+    struct stat status;
+    if (file.get() < 0 || ::fstat(file.get(), &status) != 0)
+        return -1;
+    return static_cast<int64_t>(status.st_size);
+}
+
+bool MakeDirectory(const std::string& path)
+{
+    if (::mkdir(path.c_str(), 0777) == 0)
+        return true;
+    SetLastErrorFromErrno(errno);
+    return false;
+}
+
+}  // namespace platform
