@@ -2,9 +2,13 @@
 #include "filesystem/COsDirectory.h"
 
 #include <utility>
+#include <vector>
 
 #include "core/CVeltrane.h"
+#include "filesystem/HostNames.h"
 #include "filesystem/PathRules.h"
+#include "platform/files.h"
+#include "platform/lasterror.h"
 #include "platform/pathstat.h"
 #include "platform/process.h"
 
@@ -93,4 +97,44 @@ bool COsDirectory::DirectoryExist(const std::string& path)
     if (GetAbsolutePath(path, absolutePath) < 0)
         return false;
     return platform::IsExistingDirectory(absolutePath);
+}
+
+bool COsDirectory::CreateDir(const std::string& path)
+{
+    std::string absolutePath;
+    if (filesystem::PrepareName(path, absolutePath) != 0)
+        return false;
+    return platform::MakeDirectory(absolutePath) || platform::GetLastError() == platform::kErrorAlreadyExists;
+}
+
+bool COsDirectory::CreateDirectoryA(const std::string& path)
+{
+    // Climb to the first level that exists or can be made, remembering the levels below it, then make them
+    // downwards. A loop rather than a call per level: a path of many thousand levels must not exhaust the stack.
+    std::vector<size_t> pending;  // lengths of the prefixes still to make, the deepest first
+    size_t length = path.size();
+    for (;;) {
+        const std::string level = path.substr(0, length);
+        if (DirectoryExist(level))
+            break;
+        platform::SetLastError(0);
+        if (CreateDir(level))
+            break;
+        // A path too long for the host can never be made: refuse it before any level above it is made, and
+        // without climbing through thousands of levels that are all too long.
+        if (pending.empty() && platform::GetLastError() == platform::kErrorFilenameTooLong)
+            return false;
+        if (level.empty())
+            return false;
+        const size_t slash = level.rfind('/');
+        if (slash == std::string::npos)
+            return false;
+        pending.push_back(length);
+        length = slash;
+    }
+    for (size_t index = pending.size(); index-- > 0;) {
+        if (!CreateDir(path.substr(0, pending[index])))
+            return false;
+    }
+    return true;
 }

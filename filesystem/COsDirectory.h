@@ -31,7 +31,15 @@ public:
     // True when the path, made absolute, names an existing directory.
     static bool DirectoryExist(const std::string& path);
 
+    // Makes the directory and every missing directory above it, however deep. True when the directory
+    // exists afterwards, or when something of its name already did (a file too); directories made before
+    // a failure stay. Only "/" splits the path into its levels.
+    static bool CreateDirectoryA(const std::string& path);
+
 private:
+    // Makes one directory whose parent exists; something of that name already there counts as success.
+    static bool CreateDir(const std::string& path);
+
     COsDirectory() {}
     ~COsDirectory() {}
 };

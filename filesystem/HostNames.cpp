@@ -1,0 +1,22 @@
+// The preparation of names: the library's absolute form, then the check that the host can be given it.
+#include "filesystem/HostNames.h"
+
+#include "core/Types.h"
+#include "encoding/Utf8Utf16.h"
+#include "filesystem/COsDirectory.h"
+
+namespace filesystem {
+
+bool IsConvertible(const std::string& text)
+{
+    return text.find('\0') == std::string::npos && encoding::IsWellFormedUtf8(text.data(), text.size());
+}
+
+int PrepareName(const std::string& name, std::string& path)
+{
+    if (COsDirectory::GetAbsolutePath(name, path) < 0)
+        return OS_ERR_BAD_PATH;
+    return IsConvertible(path) ? 0 : OS_ERR_ENCODING;
+}
+
+}  // namespace filesystem
