@@ -16,9 +16,12 @@
 #include "strings/StringHelpers.h"
 
 #include "encoding/COsEncoding.h"
+#include "encoding/ETextFormat.h"
 #include "encoding/PinYin.h"
 
 #include "filesystem/COsDirectory.h"
+#include "filesystem/COsFile.h"
+#include "filesystem/COsFileLocker.h"
 
 #include "time/COsSystemTime.h"
 

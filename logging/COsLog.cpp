@@ -1,9 +1,11 @@
 // COsLog: the hub thread, the message queue, the port file and the send loop with its heartbeat.
 #include "logging/COsLog.h"
 
+#include <cstring>
 #include <new>
 
 #include "core/SectionGuard.h"
+#include "filesystem/COsFile.h"
 #include "logging/COsLogRecv.h"
 #include "network/COsSocket.h"
 #include "platform/filehead.h"
@@ -194,6 +196,14 @@ std::string COsLog::LogMsgPoll()
     std::string message = std::move(m_pLogMsgs->front());
     m_pLogMsgs->pop_front();
     return message;
+}
+
+int COsLog::WriteLogToFile(const char* name, const char* text)
+{
+    if (name == nullptr || text == nullptr)
+        return OS_ERR_NULL_ARGUMENT;
+    size_t written = 0;
+    return COsFile::Write(name, "a+", text, std::strlen(text), written);
 }
 
 bool COsLog::IsLogMsgEmpty()

@@ -31,6 +31,9 @@ public:
     void WriteLogToPort(const char* text);
     // Takes the oldest queued message out, or gives "" when none is queued.
     std::string LogMsgPoll();
+    // Appends text to the file (COsFile::Write with "a+", under the file's range lock) and gives that
+    // status; OS_ERR_NULL_ARGUMENT for a null name or text. Needs neither Start nor a viewer.
+    int WriteLogToFile(const char* name, const char* text);
 
     // The hub owns a socket, a thread and a queue: it is never copied.
     COsLog& operator=(const COsLog&) = delete;

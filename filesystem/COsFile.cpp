@@ -1,0 +1,403 @@
+// COsFile: streams, whole-file reads and writes under the range lock, names, attributes, sizes, and
+// the decoding of a whole text file into UTF-8.
+#include "filesystem/COsFile.h"
+
+#include <climits>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "core/WindowsTypes.h"
+#include "encoding/COsEncoding.h"
+#include "encoding/Utf32.h"
+#include "encoding/Utf8Utf16.h"
+#include "filesystem/COsDirectory.h"
+#include "filesystem/FileRangeLock.h"
+#include "filesystem/HostNames.h"
+#include "platform/files.h"
+#include "platform/memory.h"
+
+namespace {
+
+// Read by name and GetFileContent hold the whole file in memory, and its size must fit an int.
+constexpr uint64_t kMaxWholeFile = 0x7FFFFFFF;
+
+// The library's attribute byte and the system's attribute bits, bit for bit.
+struct AttributeBit {
+    unsigned char library;
+    uint32_t system;
+};
+constexpr AttributeBit kAttributeBits[] = {
+    {0x01, FILE_ATTRIBUTE_DIRECTORY},
+    {0x02, FILE_ATTRIBUTE_HIDDEN},
+    {0x04, FILE_ATTRIBUTE_READONLY},
+    {0x08, FILE_ATTRIBUTE_SYSTEM},
+};
+
+// Closes the stream on every path out of a call that opened it.
+class StreamCloser
+{
+public:
+    explicit StreamCloser(FILE* stream) : m_pStream(stream) {}
+    ~StreamCloser()
+    {
+        if (m_pStream != nullptr)
+            std::fclose(m_pStream);
+    }
+    StreamCloser(const StreamCloser&) = delete;
+    StreamCloser& operator=(const StreamCloser&) = delete;
+
+private:
+    FILE* m_pStream;
+};
+
+// The first steps of a whole-file read: open, measure, and go back to the start. Gives 0 with the stream
+// ready and its size, 0 with size 0 for an empty file, or the status that ends the read.
+int OpenWholeFile(const std::string& name, const std::string& mode, FILE*& stream, uint64_t& size)
+{
+    stream = COsFile::Open(name, mode);
+    if (stream == nullptr)
+        return OS_ERR_OPEN;
+    if (std::fseek(stream, 0, SEEK_END) < 0)
+        return OS_ERR_READ;
+    // A position that cannot be told (-1) is taken as unsigned, and so is refused as too large.
+    size = static_cast<uint64_t>(platform::StreamPosition(stream));
+    if (size > kMaxWholeFile)
+        return OS_ERR_OUT_OF_RANGE;
+    if (size == 0)
+        return 0;
+    if (std::fseek(stream, 0, SEEK_SET) < 0)
+        return OS_ERR_READ;
+    return 0;
+}
+
+// Reads up to `size` bytes into a new buffer of size + `padding` bytes, with zeros behind the bytes read.
+// Null when nothing could be read. A file that shrank since it was measured gives what it still has; one
+// that grew gives its first `size` bytes.
+std::unique_ptr<char[]> ReadWholeFile(FILE* stream, size_t size, size_t padding, size_t& got)
+{
+    std::unique_ptr<char[]> buffer(new char[size + padding]);
+    platform::PrepareLargeWrite(buffer.get(), size + padding);
+    got = std::fread(buffer.get(), 1, size, stream);
+    if (got == 0)
+        return nullptr;
+    std::memset(buffer.get() + got, 0, size + padding - got);
+    return buffer;
+}
+
+// The directory of an absolute name in normal form: the text before its last "/", or all of it when it
+// has none. Only "/" counts, which in normal form is every separator but the two of a UNC head.
+std::string DirectoryOf(const std::string& absolutePath)
+{
+    const size_t slash = absolutePath.rfind('/');
+    return slash == std::string::npos ? absolutePath : absolutePath.substr(0, slash);
+}
+
+template <typename Unit>
+void ReverseByteOrder(Unit* units, size_t count)
+{
+    for (size_t i = 0; i < count; ++i) {
+        if constexpr (sizeof(Unit) == 2)
+            units[i] = static_cast<Unit>(__builtin_bswap16(static_cast<uint16_t>(units[i])));
+        else
+            units[i] = static_cast<Unit>(__builtin_bswap32(static_cast<uint32_t>(units[i])));
+    }
+}
+
+void DecodeUtf8(const char* text, size_t size, std::string& out)
+{
+    const void* terminator = std::memchr(text, '\0', size);
+    out.assign(text, terminator ? static_cast<const char*>(terminator) - text : size);
+}
+
+// As the counted UTF-16 conversion of the library: up to the first 0 unit, and nothing when the result with
+// its terminator would not fit an int.
+void DecodeUtf16(char16_t* units, size_t count, bool swap, std::string& out)
+{
+    if (swap)
+        ReverseByteOrder(units, count);
+    const size_t length = encoding::Utf16LengthWithin(units, count);
+    const size_t bytes = encoding::Utf16ToUtf8(units, length, nullptr, 0);
+    if (bytes >= static_cast<size_t>(INT_MAX))
+        return;
+    out.resize(bytes);
+    encoding::Utf16ToUtf8(units, length, &out[0], bytes);
+}
+
+void DecodeUtf32(char32_t* units, size_t count, bool swap, std::string& out)
+{
+    if (swap)
+        ReverseByteOrder(units, count);
+    const size_t length = encoding::Utf32LengthWithin(units, count);
+    out.resize(encoding::Utf32ToUtf8(units, length, nullptr));
+    encoding::Utf32ToUtf8(units, length, &out[0]);
+}
+
+void DecodeAnsi(const char* text, const char* codePage, std::string& out)
+{
+    char* converted = nullptr;
+    if (COsEncoding::AnsiToUTF8(text, codePage, &converted) >= 0)
+        out = converted;
+    delete[] converted;
+}
+
+bool StartsWith(const unsigned char* bytes, size_t size, const char* mark, size_t markSize)
+{
+    return size >= markSize && std::memcmp(bytes, mark, markSize) == 0;
+}
+
+// The format that TextFormatAuto stands for: the first byte order mark that matches, else the code page.
+ETextFormat DetectFormat(const unsigned char* bytes, size_t size)
+{
+    if (StartsWith(bytes, size, "\xFF\xFE\x00\x00", 4))
+        return TextFormatUTF32LEBom;
+    if (StartsWith(bytes, size, "\x00\x00\xFE\xFF", 4))
+        return TextFormatUTF32BEBom;
+    if (StartsWith(bytes, size, "\xEF\xBB\xBF", 3))
+        return TextFormatUTF8Bom;
+    if (StartsWith(bytes, size, "\xFF\xFE", 2))
+        return TextFormatUTF16LEBom;
+    if (StartsWith(bytes, size, "\xFE\xFF", 2))
+        return TextFormatUTF16BEBom;
+    return TextFormatAnsi;
+}
+
+// Decodes the `size` bytes of `data`, which has four zero bytes of room behind them, into `out`. A format
+// with a mark skips the mark's length unseen; a text too short for its mark gives nothing.
+void DecodeText(char* data, size_t size, ETextFormat format, const char* codePage, std::string& out)
+{
+    if (format == TextFormatAuto)
+        format = DetectFormat(reinterpret_cast<const unsigned char*>(data), size);
+    char16_t* units16 = reinterpret_cast<char16_t*>(data);
+    char32_t* units32 = reinterpret_cast<char32_t*>(data);
+    switch (format) {
+    case TextFormatUTF8Bom:
+        if (size >= 3)
+            DecodeUtf8(data + 3, size - 3, out);
+        break;
+    case TextFormatUTF8:
+        DecodeUtf8(data, size, out);
+        break;
+    case TextFormatUTF16LEBom:
+    case TextFormatUTF16BEBom:
+        if (size > 2)
+            DecodeUtf16(units16 + 1, (size - 2) / 2, format == TextFormatUTF16BEBom, out);
+        break;
+    case TextFormatUTF16LE:
+    case TextFormatUTF16BE:
+        DecodeUtf16(units16, size / 2, format == TextFormatUTF16BE, out);
+        break;
+    case TextFormatUTF32LEBom:
+    case TextFormatUTF32BEBom:
+        if (size > 4)
+            DecodeUtf32(units32 + 1, (size - 4) / 4, format == TextFormatUTF32BEBom, out);
+        break;
+    case TextFormatUTF32LE:
+    case TextFormatUTF32BE:
+        DecodeUtf32(units32, size / 4, format == TextFormatUTF32BE, out);
+        break;
+    default:  // TextFormatAnsi, and every value outside the enumeration
+        DecodeAnsi(data, codePage, out);
+        break;
+    }
+}
+
+}  // namespace
+
+FILE* COsFile::Open(const std::string& name, const std::string& mode)
+{
+    std::string path;
+    if (filesystem::PrepareName(name, path) != 0 || !filesystem::IsConvertible(mode))
+        return nullptr;
+    return platform::OpenStream(path, mode);
+}
+
+void COsFile::Close(FILE* stream)
+{
+    if (stream != nullptr)
+        std::fclose(stream);
+}
+
+int COsFile::Write(FILE* stream, const char* data, size_t count, size_t& written)
+{
+    if (stream == nullptr || (data == nullptr && count > 0)) {
+        written = 0;
+        return OS_ERR_NULL_ARGUMENT;
+    }
+    written = std::fwrite(data, 1, count, stream);
+    if (std::ferror(stream))
+        return OS_ERR_WRITE;
+    std::fflush(stream);
+    return 0;
+}
+
+int COsFile::Read(FILE* stream, size_t count, char** buffer, size_t& got)
+{
+    if (stream == nullptr) {
+        got = 0;
+        return OS_ERR_NULL_ARGUMENT;
+    }
+    delete[] *buffer;
+    *buffer = nullptr;
+    if (count == SIZE_MAX)
+        throw std::bad_alloc();  // count + 1 bytes cannot be had
+    std::unique_ptr<char[]> data(new char[count + 1]);
+    got = std::fread(data.get(), 1, count, stream);
+    data[got] = '\0';
+    if (std::feof(stream)) {
+        // A read that reaches the end gives nothing, even the bytes it got on the way.
+        std::fseek(stream, 0, SEEK_END);
+        got = 0;
+        return 0;
+    }
+    if (std::ferror(stream)) {
+        got = 0;
+        return OS_ERR_READ;
+    }
+    // Every byte the caller may look at is written: the count read, then the terminator. Past them the
+    // buffer is never handed out, since a short read is an end of file or an error.
+    *buffer = data.release();
+    return 0;
+}
+
+int COsFile::Read(const std::string& name, const std::string& mode, char** buffer, size_t& got)
+{
+    got = 0;
+    FILE* stream = nullptr;
+    uint64_t size = 0;
+    const int status = OpenWholeFile(name, mode, stream, size);
+    StreamCloser closer(stream);
+    if (status != 0 || size == 0)
+        return status;
+    delete[] *buffer;
+    *buffer = nullptr;
+    size_t read = 0;
+    std::unique_ptr<char[]> data = ReadWholeFile(stream, static_cast<size_t>(size), 1, read);
+    if (!data)
+        return OS_ERR_READ;
+    *buffer = data.release();
+    got = read;
+    return 0;
+}
+
+int COsFile::Write(const std::string& name, const std::string& mode, const char* data, size_t count,
+                   size_t& written)
+{
+    std::string path;
+    if (COsDirectory::GetAbsolutePath(name, path) < 0)
+        return OS_ERR_BAD_PATH;
+    if (!COsDirectory::CreateDirectoryA(DirectoryOf(path)))
+        return OS_ERR_CREATE_DIRECTORY;
+    if (!filesystem::IsConvertible(path) || !filesystem::IsConvertible(mode))
+        return OS_ERR_ENCODING;
+    FILE* stream = platform::OpenStream(path, mode);
+    if (stream == nullptr)
+        return OS_ERR_OPEN;
+    StreamCloser closer(stream);
+    if (data == nullptr) {  // a truncating mode leaves an empty file; an appending one only makes sure it exists
+        written = 0;
+        return 0;
+    }
+    bool failed;
+    {
+        filesystem::FileRangeLock lock(stream);
+        written = std::fwrite(data, 1, count, stream);
+        std::fflush(stream);
+    }
+    failed = std::ferror(stream) != 0;
+    return failed ? OS_ERR_WRITE : 0;
+}
+
+bool COsFile::Delete(const std::string& name)
+{
+    std::string path;
+    return filesystem::PrepareName(name, path) == 0 && platform::RemoveFile(path);
+}
+
+bool COsFile::Rename(const std::string& oldName, const std::string& newName)
+{
+    std::string oldPath;
+    std::string newPath;
+    return filesystem::PrepareName(oldName, oldPath) == 0 && filesystem::PrepareName(newName, newPath) == 0 &&
+           platform::RenameWithoutReplacing(oldPath, newPath);
+}
+
+bool COsFile::Copy(const std::string& source, const std::string& target, bool overwrite)
+{
+    std::string sourcePath;
+    std::string targetPath;
+    return filesystem::PrepareName(source, sourcePath) == 0 && filesystem::PrepareName(target, targetPath) == 0 &&
+           platform::CopyRegularFile(sourcePath, targetPath, !overwrite);
+}
+
+bool COsFile::Exists(const std::string& name)
+{
+    std::string path;
+    uint32_t attributes = 0;
+    return filesystem::PrepareName(name, path) == 0 && platform::ReadAttributes(path, attributes) &&
+           (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+}
+
+bool COsFile::GetAttributes(const std::string& name, unsigned char& attributes)
+{
+    std::string path;
+    uint32_t system = 0;
+    if (filesystem::PrepareName(name, path) != 0 || !platform::ReadAttributes(path, system))
+        return false;
+    unsigned char byte = 0;
+    for (const AttributeBit& bit : kAttributeBits) {
+        if (system & bit.system)
+            byte |= bit.library;
+    }
+    attributes = byte;
+    return true;
+}
+
+bool COsFile::SetAttributes(const std::string& name, unsigned char attributes)
+{
+    uint32_t system = 0;
+    for (const AttributeBit& bit : kAttributeBits) {
+        if (attributes & bit.library)
+            system |= bit.system;
+    }
+    std::string path;
+    return filesystem::PrepareName(name, path) == 0 && platform::WriteAttributes(path, system);
+}
+
+int COsFile::GetFileContent(const std::string& name, ETextFormat format, const char* codePage, std::string& out)
+{
+    out.clear();
+    FILE* stream = nullptr;
+    uint64_t size = 0;
+    const int status = OpenWholeFile(name, "rb", stream, size);
+    StreamCloser closer(stream);
+    if (status != 0 || size == 0)
+        return status;
+    // Four zero bytes behind the text: room for the terminating unit of any format, written in place.
+    size_t read = 0;
+    std::unique_ptr<char[]> data = ReadWholeFile(stream, static_cast<size_t>(size), 4, read);
+    if (!data)
+        return OS_ERR_READ;
+    DecodeText(data.get(), read, format, codePage, out);
+    return 0;
+}
+
+bool COsFile::GetFileExtensionName(const std::string& name, std::string& out)
+{
+    if (!Exists(name))
+        return false;
+    std::string fileName;
+    if (COsDirectory::GetFileName(name, fileName) < 0)
+        return false;
+    const size_t dot = fileName.rfind('.');
+    out = dot == std::string::npos ? std::string() : fileName.substr(dot);
+    return true;
+}
+
+int64_t COsFile::GetFileSize(const std::string& name)
+{
+    std::string path;
+    if (const int status = filesystem::PrepareName(name, path); status != 0)
+        return status;
+    return platform::RegularFileSize(path);
+}

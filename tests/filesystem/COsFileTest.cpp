@@ -1,0 +1,489 @@
+// COsFile on the real file system: streams, whole-file reads and writes, names, attributes and sizes, and
+// what bad input gets: the documented result, no lost data and no leaked descriptor.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+
+#include <Veltrane.h>
+
+#include "tests/support/ProcessCounts.h"
+#include "tests/support/TempDir.h"
+
+namespace fs = std::filesystem;
+using veltrane_test::FileBytes;
+using veltrane_test::TempDir;
+using veltrane_test::WriteBytes;
+
+namespace {
+
+// A FIFO at `path`, or false where the host cannot make one.
+bool MakeFifo(const std::string& path)
+{
+    return std::system(("mkfifo '" + path + "' 2>/dev/null").c_str()) == 0;
+}
+
+// Makes a file immutable for its lifetime: a refusal that holds for root too, where permission bits do
+// not. `made` is false where the file system or the process cannot do it.
+class Immutable
+{
+public:
+    explicit Immutable(const std::string& path) : m_path(path)
+    {
+        made = std::system(("chattr +i '" + m_path + "' 2>/dev/null").c_str()) == 0;
+    }
+    ~Immutable()
+    {
+        if (made)
+            std::system(("chattr -i '" + m_path + "'").c_str());
+    }
+    bool made;
+
+private:
+    std::string m_path;
+};
+
+}  // namespace
+
+TEST(COsFileWriteByName, MakesTheDirectoriesThenWritesAppendsOrTruncates)
+{
+    TempDir dir;
+    size_t written = 99;
+    EXPECT_EQ(COsFile::Write(dir / "a/b/c.txt", "wb", "hello", 5, written), 0);
+    EXPECT_EQ(written, 5u);
+    EXPECT_EQ(FileBytes(dir / "a/b/c.txt"), "hello");
+
+    EXPECT_EQ(COsFile::Write(dir / "a/b/c.txt", "a+", " world", 6, written), 0);
+    EXPECT_EQ(FileBytes(dir / "a/b/c.txt"), "hello world");
+
+    // Null data: an appending mode only makes sure the file is there, a truncating one empties it.
+    written = 99;
+    EXPECT_EQ(COsFile::Write(dir / "a/b/c.txt", "a+", nullptr, 5, written), 0);
+    EXPECT_EQ(written, 0u);
+    EXPECT_EQ(FileBytes(dir / "a/b/c.txt"), "hello world");
+    EXPECT_EQ(COsFile::Write(dir / "n/new.txt", "ab", nullptr, 0, written), 0);
+    EXPECT_TRUE(fs::is_regular_file(dir.path() / "n/new.txt"));
+    EXPECT_EQ(COsFile::Write(dir / "a/b/c.txt", "wb", nullptr, 0, written), 0);
+    EXPECT_EQ(fs::file_size(dir.path() / "a/b/c.txt"), 0u);
+
+    // Bytes pass as they are, NULs and all, under a name with non-ASCII characters.
+    const std::string name = dir / "\xE6\x97\xA5\xE5\xBF\x97/caf\xC3\xA9.bin";
+    const std::string bytes("\0\r\n\xFF", 4);
+    EXPECT_EQ(COsFile::Write(name, "wb", bytes.data(), bytes.size(), written), 0);
+    EXPECT_EQ(FileBytes(name), bytes);
+}
+
+TEST(COsFileWriteByName, RefusedWritesKeepWhatIsOnDiskAndLeakNothing)
+{
+    TempDir dir;
+    WriteBytes(dir / "keep.txt", "original");
+    fs::create_directory(dir.path() / "folder");
+    WriteBytes(dir / "folder/inside.txt", "inside");
+    WriteBytes(dir / "blocker", "file, not a directory");
+    const int descriptors = veltrane_test::OpenDescriptorCount();
+
+    struct Row {
+        std::string name;
+        std::string mode;
+        int status;
+    };
+    const Row rows[] = {
+        {dir / "folder", "wb", OS_ERR_OPEN},                        // a directory where a file is expected
+        {dir / "folder", "a+", OS_ERR_OPEN},
+        {dir / "keep.txt", "q", OS_ERR_OPEN},                       // a mode the system does not know
+        {dir / "keep.txt", "", OS_ERR_OPEN},
+        {dir / "keep.txt", "wx", OS_ERR_OPEN},                      // exclusive creation of an existing file
+        {dir / "blocker/x.txt", "wb", OS_ERR_OPEN},                 // a file of the directory's name counts as there
+        {dir / "blocker/sub/x.txt", "wb", OS_ERR_CREATE_DIRECTORY}, // but cannot hold a directory
+        {dir / "bad\xC3.txt", "wb", OS_ERR_ENCODING},               // a cut-off UTF-8 sequence
+        {dir / std::string("keep.txt\0.evil", 14), "wb", OS_ERR_ENCODING},  // would truncate keep.txt
+        {dir / "keep.txt", "w\xFF", OS_ERR_ENCODING},
+        {dir / "sub/bad\xFF.txt", "wb", OS_ERR_ENCODING},           // the directory is made first, and stays
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name + " " + row.mode);
+        size_t written = 77;
+        EXPECT_EQ(COsFile::Write(row.name, row.mode, "data", 4, written), row.status);
+        EXPECT_EQ(written, 77u);
+    }
+    EXPECT_EQ(FileBytes(dir / "keep.txt"), "original");
+    EXPECT_EQ(FileBytes(dir / "folder/inside.txt"), "inside");
+    EXPECT_EQ(FileBytes(dir / "blocker"), "file, not a directory");
+    EXPECT_TRUE(fs::is_directory(dir.path() / "sub"));
+    EXPECT_EQ(veltrane_test::OpenDescriptorCount(), descriptors);
+}
+
+TEST(COsFileWriteByName, AFifoOrAnImmutableFileIsRefusedAtOnce)
+{
+    TempDir dir;
+    size_t written = 0;
+    if (MakeFifo(dir / "fifo")) {
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(COsFile::Write(dir / "fifo", "a+", "x", 1, written), OS_ERR_OPEN);  // no reader: must not wait
+        EXPECT_EQ(COsFile::Write(dir / "fifo", "wb", "x", 1, written), OS_ERR_OPEN);
+        EXPECT_EQ(COsFile::Open(dir / "fifo", "rb"), nullptr);                         // no writer: must not wait
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+    }
+
+    WriteBytes(dir / "locked.txt", "precious");
+    Immutable immutable(dir / "locked.txt");
+    if (!immutable.made)
+        GTEST_SKIP() << "chattr +i is refused here (file system or capability): no refusal that binds root";
+    EXPECT_EQ(COsFile::Write(dir / "locked.txt", "wb", "x", 1, written), OS_ERR_OPEN);
+    EXPECT_EQ(COsFile::Write(dir / "locked.txt", "a+", "x", 1, written), OS_ERR_OPEN);
+    EXPECT_FALSE(COsFile::Delete(dir / "locked.txt"));
+    EXPECT_FALSE(COsFile::Rename(dir / "locked.txt", dir / "moved.txt"));
+    EXPECT_FALSE(COsFile::SetAttributes(dir / "locked.txt", 0x04));
+    WriteBytes(dir / "source.txt", "other");
+    EXPECT_FALSE(COsFile::Copy(dir / "source.txt", dir / "locked.txt", true));
+    EXPECT_EQ(FileBytes(dir / "locked.txt"), "precious");
+}
+
+TEST(COsFileOpen, OpensExistingFilesOnlyAndNeverMakesADirectory)
+{
+    TempDir dir;
+    WriteBytes(dir / "x.txt", "abc");
+    fs::create_directory(dir.path() / "folder");
+    for (const char* mode : {"rb", "r+", "wb", "w+", "a", "a+b"}) {
+        SCOPED_TRACE(mode);
+        EXPECT_EQ(COsFile::Open(dir / "missing/x.txt", mode), nullptr);
+        EXPECT_EQ(COsFile::Open(dir / "folder", mode), nullptr);
+    }
+    EXPECT_FALSE(fs::exists(dir.path() / "missing"));
+    EXPECT_EQ(COsFile::Open(dir / "x.txt", "zz"), nullptr);
+
+    FILE* stream = COsFile::Open(dir / "x.txt", "r+b");
+    ASSERT_NE(stream, nullptr);
+    size_t written = 0;
+    EXPECT_EQ(COsFile::Write(stream, "XY", 2, written), 0);
+    EXPECT_EQ(written, 2u);
+    COsFile::Close(stream);
+    EXPECT_EQ(FileBytes(dir / "x.txt"), "XYc");
+    COsFile::Close(nullptr);  // ignored
+}
+
+TEST(COsFileReadByStream, AReadThatReachesTheEndGivesNothing)
+{
+    TempDir dir;
+    WriteBytes(dir / "f.bin", "0123456789");
+    FILE* stream = COsFile::Open(dir / "f.bin", "rb");
+    ASSERT_NE(stream, nullptr);
+    char* buffer = nullptr;
+    size_t got = 99;
+
+    EXPECT_EQ(COsFile::Read(stream, 6, &buffer, got), 0);
+    ASSERT_NE(buffer, nullptr);
+    EXPECT_EQ(got, 6u);
+    EXPECT_STREQ(buffer, "012345");
+
+    // Ten asked with four left: the end is reached, and the four are dropped; the old buffer is released.
+    EXPECT_EQ(COsFile::Read(stream, 10, &buffer, got), 0);
+    EXPECT_EQ(buffer, nullptr);
+    EXPECT_EQ(got, 0u);
+    EXPECT_EQ(std::ftell(stream), 10);
+
+    std::fseek(stream, 6, SEEK_SET);
+    EXPECT_EQ(COsFile::Read(stream, 4, &buffer, got), 0);  // exactly what is left: kept
+    ASSERT_NE(buffer, nullptr);
+    EXPECT_EQ(std::string(buffer, got), "6789");
+    EXPECT_EQ(buffer[4], '\0');
+    EXPECT_EQ(COsFile::Read(stream, 4, &buffer, got), 0);  // and the next read gives nothing
+    EXPECT_EQ(buffer, nullptr);
+    EXPECT_EQ(got, 0u);
+    COsFile::Close(stream);
+
+    char kept[] = "kept";
+    buffer = kept;
+    got = 5;
+    EXPECT_EQ(COsFile::Read(static_cast<FILE*>(nullptr), 4, &buffer, got), OS_ERR_NULL_ARGUMENT);
+    EXPECT_EQ(buffer, kept);
+    EXPECT_EQ(got, 0u);
+    size_t written = 5;
+    EXPECT_EQ(COsFile::Write(static_cast<FILE*>(nullptr), "x", 1, written), OS_ERR_NULL_ARGUMENT);
+    EXPECT_EQ(written, 0u);
+}
+
+TEST(COsFileReadByStream, AStreamOpenedForWritingOnlyReportsAReadError)
+{
+    TempDir dir;
+    FILE* stream = COsFile::Open(dir / "w.bin", "wb");
+    ASSERT_NE(stream, nullptr);
+    char* buffer = new char[3]();
+    size_t got = 9;
+    EXPECT_EQ(COsFile::Read(stream, 4, &buffer, got), OS_ERR_READ);
+    EXPECT_EQ(buffer, nullptr);  // the incoming buffer was released, the new one too
+    EXPECT_EQ(got, 0u);
+
+    size_t written = 0;
+    FILE* reader = COsFile::Open(dir / "w.bin", "rb");
+    ASSERT_NE(reader, nullptr);
+    EXPECT_EQ(COsFile::Write(reader, "abc", 3, written), OS_ERR_WRITE);
+    COsFile::Close(reader);
+    COsFile::Close(stream);
+}
+
+TEST(COsFileReadByName, ReadsWholeFilesAndRefusesWhatItCannotHold)
+{
+    TempDir dir;
+    WriteBytes(dir / "text.txt", std::string("line\0more", 9));
+    WriteBytes(dir / "empty.txt", "");
+    fs::create_directory(dir.path() / "folder");
+    const bool fifo = MakeFifo(dir / "fifo");
+    {
+        std::ofstream sparse(dir / "sparse.bin", std::ios::binary);
+    }
+    fs::resize_file(dir.path() / "sparse.bin", 3ull << 30);  // 3 GiB, sparse: no disk taken
+    const int descriptors = veltrane_test::OpenDescriptorCount();
+
+    char* buffer = nullptr;
+    size_t got = 7;
+    EXPECT_EQ(COsFile::Read(dir / "text.txt", "rb", &buffer, got), 0);
+    ASSERT_NE(buffer, nullptr);
+    EXPECT_EQ(std::string(buffer, got), std::string("line\0more", 9));
+    EXPECT_EQ(buffer[got], '\0');
+
+    // Every refusal leaves the buffer as it came: here the one just read, which must stay valid.
+    char* const previous = buffer;
+    struct Row {
+        std::string name;
+        int status;
+    };
+    std::vector<Row> rows = {
+        {dir / "empty.txt", 0},
+        {dir / "missing.txt", OS_ERR_OPEN},
+        {dir / "folder", OS_ERR_OPEN},
+        {dir / "sparse.bin", OS_ERR_OUT_OF_RANGE},
+        {dir / "text\xFE.txt", OS_ERR_OPEN},
+    };
+    if (fifo)
+        rows.push_back({dir / "fifo", OS_ERR_OPEN});
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        got = 7;
+        EXPECT_EQ(COsFile::Read(row.name, "rb", &buffer, got), row.status);
+        EXPECT_EQ(buffer, previous);
+        EXPECT_EQ(got, 0u);
+    }
+    EXPECT_STREQ(buffer, "line");
+    delete[] buffer;
+    EXPECT_EQ(veltrane_test::OpenDescriptorCount(), descriptors);
+}
+
+TEST(COsFileReadByName, AFileThatChangesSizeWhileItIsReadGivesAConsistentPrefix)
+{
+    TempDir dir;
+    const std::string name = dir / "changing.bin";
+    const std::string full(1 << 20, 'x');
+    WriteBytes(name, full);
+
+    // Another process rewrites the file again and again: truncated, then filled.
+    FILE* writer = popen(("for i in $(seq 200); do : > '" + name + "'; head -c 1048576 /dev/zero | tr '\\0' x > '" +
+                          name + "'; done")
+                             .c_str(),
+                         "r");
+    ASSERT_NE(writer, nullptr);
+    int reads = 0;
+    int refusals = 0;
+    for (int attempt = 0; attempt < 300; ++attempt) {
+        char* buffer = nullptr;
+        size_t got = 0;
+        const int status = COsFile::Read(name, "rb", &buffer, got);
+        if (status == OS_ERR_READ) {
+            ++refusals;  // the file was emptied between measuring and reading
+            EXPECT_EQ(buffer, nullptr);
+            continue;
+        }
+        ASSERT_EQ(status, 0);
+        ASSERT_LE(got, full.size());
+        if (buffer != nullptr) {
+            ++reads;
+            EXPECT_EQ(buffer[got], '\0');
+            EXPECT_EQ(std::string(buffer, got).find_first_not_of('x'), std::string::npos);
+        }
+        delete[] buffer;
+    }
+    pclose(writer);
+    EXPECT_GT(reads + refusals, 0);
+}
+
+TEST(COsFileNames, DeleteRenameCopyAndExistsOnFilesAndDirectories)
+{
+    TempDir dir;
+    WriteBytes(dir / "a.txt", "A");
+    WriteBytes(dir / "b.txt", "B");
+    fs::create_directory(dir.path() / "folder");
+    const int descriptors = veltrane_test::OpenDescriptorCount();
+
+    EXPECT_TRUE(COsFile::Exists(dir / "a.txt"));
+    EXPECT_FALSE(COsFile::Exists(dir / "folder"));
+    EXPECT_FALSE(COsFile::Exists(dir / "missing"));
+    EXPECT_FALSE(COsFile::Exists(dir / "a.txt\xFF"));
+
+    // Rename never replaces, and never makes the new name's directory.
+    EXPECT_FALSE(COsFile::Rename(dir / "a.txt", dir / "b.txt"));
+    EXPECT_EQ(FileBytes(dir / "b.txt"), "B");
+    EXPECT_FALSE(COsFile::Rename(dir / "a.txt", dir / "nowhere/a.txt"));
+    EXPECT_FALSE(COsFile::Rename(dir / "missing", dir / "c.txt"));
+    const std::string moved = dir / "d\xC3\xA9j\xC3\xA0 vu.txt";
+    EXPECT_TRUE(COsFile::Rename(dir / "a.txt", moved));
+    EXPECT_EQ(FileBytes(moved), "A");
+    EXPECT_FALSE(fs::exists(dir.path() / "a.txt"));
+    EXPECT_TRUE(COsFile::Rename(dir / "folder", dir / "renamed-folder"));  // directories too
+
+    // Copy onto an existing target only with overwrite; never onto the source itself.
+    EXPECT_FALSE(COsFile::Copy(moved, dir / "b.txt", false));
+    EXPECT_EQ(FileBytes(dir / "b.txt"), "B");
+    EXPECT_TRUE(COsFile::Copy(moved, dir / "b.txt", true));
+    EXPECT_EQ(FileBytes(dir / "b.txt"), "A");
+    EXPECT_TRUE(COsFile::Copy(moved, dir / "copy.txt", false));
+    EXPECT_EQ(FileBytes(dir / "copy.txt"), "A");
+    EXPECT_FALSE(COsFile::Copy(moved, moved, true));
+    EXPECT_EQ(FileBytes(moved), "A");
+    EXPECT_FALSE(COsFile::Copy(moved, dir / "renamed-folder", true));
+    EXPECT_FALSE(COsFile::Copy(dir / "renamed-folder", dir / "x.txt", true));
+    EXPECT_FALSE(fs::exists(dir.path() / "x.txt"));
+    EXPECT_FALSE(COsFile::Copy(moved, dir / "nowhere/x.txt", true));
+    EXPECT_FALSE(COsFile::Copy(dir / "missing", dir / "y.txt", true));
+    EXPECT_FALSE(fs::exists(dir.path() / "y.txt"));
+
+    // Delete removes files only.
+    EXPECT_FALSE(COsFile::Delete(dir / "renamed-folder"));
+    EXPECT_TRUE(fs::is_directory(dir.path() / "renamed-folder"));
+    EXPECT_TRUE(COsFile::Delete(moved));
+    EXPECT_FALSE(fs::exists(moved));
+    EXPECT_FALSE(COsFile::Delete(moved));
+    EXPECT_EQ(veltrane_test::OpenDescriptorCount(), descriptors);
+}
+
+TEST(COsFileCopy, ALargeFileArrivesWholeWithItsPermissionsAndWriteTime)
+{
+    TempDir dir;
+    std::string data(3 << 20, '\0');
+    for (size_t i = 0; i < data.size(); ++i)
+        data[i] = static_cast<char>(i * 7 + i / 4096);
+    WriteBytes(dir / "big.bin", data);
+    fs::permissions(dir.path() / "big.bin", fs::perms::owner_read | fs::perms::group_read);
+    const auto writeTime = fs::last_write_time(dir.path() / "big.bin") - std::chrono::hours(5);
+    fs::last_write_time(dir.path() / "big.bin", writeTime);
+
+    ASSERT_TRUE(COsFile::Copy(dir / "big.bin", dir / "copy.bin", false));
+    EXPECT_TRUE(FileBytes(dir / "copy.bin") == data);
+    EXPECT_EQ(fs::status(dir.path() / "copy.bin").permissions(), fs::perms::owner_read | fs::perms::group_read);
+    EXPECT_EQ(fs::last_write_time(dir.path() / "copy.bin"), writeTime);
+}
+
+TEST(COsFileAttributes, TheLibraryBitsMapToTheHostAndBack)
+{
+    TempDir dir;
+    WriteBytes(dir / "plain.txt", "x");
+    WriteBytes(dir / ".hidden", "x");
+    fs::create_directory(dir.path() / "folder");
+
+    struct Row {
+        std::string name;
+        unsigned char attributes;
+    };
+    const Row rows[] = {
+        {dir / "plain.txt", 0x00},
+        {dir / ".hidden", 0x02},
+        {dir / "folder", 0x01},
+        {dir / "folder/", 0x01},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        unsigned char attributes = 0xEE;
+        EXPECT_TRUE(COsFile::GetAttributes(row.name, attributes));
+        EXPECT_EQ(attributes, row.attributes);
+    }
+    unsigned char untouched = 0xEE;
+    EXPECT_FALSE(COsFile::GetAttributes(dir / "missing", untouched));
+    EXPECT_EQ(untouched, 0xEE);
+
+    // Read-only is set and cleared; hidden and system cannot be set here, and are ignored.
+    unsigned char attributes = 0;
+    EXPECT_TRUE(COsFile::SetAttributes(dir / ".hidden", 0x04 | 0x08));
+    EXPECT_TRUE(COsFile::GetAttributes(dir / ".hidden", attributes));
+    EXPECT_EQ(attributes, 0x06);
+    EXPECT_EQ(fs::status(dir.path() / ".hidden").permissions() &
+                  (fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write),
+              fs::perms::none);
+    EXPECT_TRUE(COsFile::SetAttributes(dir / ".hidden", 0));
+    EXPECT_TRUE(COsFile::GetAttributes(dir / ".hidden", attributes));
+    EXPECT_EQ(attributes, 0x02);
+    EXPECT_TRUE(COsFile::SetAttributes(dir / "folder", 0x01 | 0x04));
+    EXPECT_TRUE(COsFile::GetAttributes(dir / "folder", attributes));
+    EXPECT_EQ(attributes, 0x05);
+    EXPECT_TRUE(COsFile::SetAttributes(dir / "folder", 0x01));
+    EXPECT_FALSE(COsFile::SetAttributes(dir / "missing", 0));
+}
+
+TEST(COsFileNames, ExtensionAndSize)
+{
+    TempDir dir;
+    for (const char* name : {"a.tar.gz", "Makefile", ".profile", "trailing."})
+        WriteBytes(dir / name, "12345");
+    fs::create_directory(dir.path() / "folder.d");
+    {
+        std::ofstream sparse(dir / "sparse.bin", std::ios::binary);
+    }
+    fs::resize_file(dir.path() / "sparse.bin", 5ull << 30);
+
+    struct Row {
+        std::string name;
+        bool result;
+        std::string extension;
+    };
+    const Row rows[] = {
+        {dir / "a.tar.gz", true, ".gz"},
+        {dir / "Makefile", true, ""},
+        {dir / ".profile", true, ".profile"},
+        {dir / "trailing.", true, "."},
+        {dir / "folder.d", false, "untouched"},
+        {dir / "missing.txt", false, "untouched"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        std::string extension = "untouched";
+        EXPECT_EQ(COsFile::GetFileExtensionName(row.name, extension), row.result);
+        EXPECT_EQ(extension, row.extension);
+    }
+
+    EXPECT_EQ(COsFile::GetFileSize(dir / "a.tar.gz"), 5);
+    EXPECT_EQ(COsFile::GetFileSize(dir / "sparse.bin"), int64_t{5} << 30);  // beyond 32 bits
+    EXPECT_EQ(COsFile::GetFileSize(dir / "missing.txt"), -1);
+    EXPECT_EQ(COsFile::GetFileSize(dir / "folder.d"), -1);
+    EXPECT_EQ(COsFile::GetFileSize(dir / "bad\xFF"), OS_ERR_ENCODING);
+    WriteBytes(dir / "empty", "");
+    EXPECT_EQ(COsFile::GetFileSize(dir / "empty"), 0);
+    if (MakeFifo(dir / "fifo")) {
+        EXPECT_EQ(COsFile::GetFileSize(dir / "fifo"), -1);
+    }
+}
+
+TEST(COsFileNames, RelativeNamesAreTakenFromTheLibraryDirectory)
+{
+    const std::string name = "veltrane-file-" + COsGuid::NewGuid() + "/x.txt";
+    const fs::path library = CVeltrane::GetInstance()->VeltraneLibDir();
+    size_t written = 0;
+    ASSERT_EQ(COsFile::Write(name, "wb", "rel", 3, written), 0);
+    EXPECT_EQ(FileBytes((library / name).string()), "rel");
+    EXPECT_TRUE(COsFile::Exists(name));
+    EXPECT_EQ(COsFile::GetFileSize(name), 3);
+    EXPECT_TRUE(COsFile::Delete(name));
+    fs::remove_all(library / fs::path(name).parent_path());
+}
+
+TEST(COsLogWriteLogToFile, AppendsWithoutTheHubRunning)
+{
+    TempDir dir;
+    COsLog* log = COsLog::GetInstance();
+    EXPECT_EQ(log->WriteLogToFile((dir / "logs/run.txt").c_str(), "first\r\n"), 0);
+    EXPECT_EQ(log->WriteLogToFile((dir / "logs/run.txt").c_str(), "second\r\n"), 0);
+    EXPECT_EQ(FileBytes(dir / "logs/run.txt"), "first\r\nsecond\r\n");
+    EXPECT_EQ(log->WriteLogToFile(nullptr, "x"), OS_ERR_NULL_ARGUMENT);
+    EXPECT_EQ(log->WriteLogToFile((dir / "x").c_str(), nullptr), OS_ERR_NULL_ARGUMENT);
+    COsLog::FreeInstance();
+}
