@@ -12,7 +12,7 @@
 #include "encoding/Utf32.h"
 #include "encoding/Utf8Utf16.h"
 #include "filesystem/COsDirectory.h"
-#include "filesystem/FileRangeLock.h"
+#include "filesystem/FileLockRange.h"
 #include "filesystem/HostNames.h"
 #include "platform/files.h"
 #include "platform/memory.h"
@@ -34,51 +34,30 @@ constexpr AttributeBit kAttributeBits[] = {
     {0x08, FILE_ATTRIBUTE_SYSTEM},
 };
 
-// Closes the stream on every path out of a call that opened it.
-class StreamCloser
+// The first steps of a whole-file read: open and measure. Gives 0 with the file open and its size (0 for
+// an empty file), or the status that ends the read. Reading starts at the beginning of the file, whatever
+// the mode.
+int OpenWholeFile(const std::string& name, const std::string& mode, platform::File& file, uint64_t& size)
 {
-public:
-    explicit StreamCloser(FILE* stream) : m_pStream(stream) {}
-    ~StreamCloser()
-    {
-        if (m_pStream != nullptr)
-            std::fclose(m_pStream);
-    }
-    StreamCloser(const StreamCloser&) = delete;
-    StreamCloser& operator=(const StreamCloser&) = delete;
-
-private:
-    FILE* m_pStream;
-};
-
-// The first steps of a whole-file read: open, measure, and go back to the start. Gives 0 with the stream
-// ready and its size, 0 with size 0 for an empty file, or the status that ends the read.
-int OpenWholeFile(const std::string& name, const std::string& mode, FILE*& stream, uint64_t& size)
-{
-    stream = COsFile::Open(name, mode);
-    if (stream == nullptr)
+    std::string path;
+    if (filesystem::PrepareName(name, path) != 0 || !filesystem::IsConvertible(mode) || !file.Open(path, mode))
         return OS_ERR_OPEN;
-    if (std::fseek(stream, 0, SEEK_END) < 0)
+    const int64_t measured = file.Size();
+    if (measured < 0)
         return OS_ERR_READ;
-    // A position that cannot be told (-1) is taken as unsigned, and so is refused as too large.
-    size = static_cast<uint64_t>(platform::StreamPosition(stream));
-    if (size > kMaxWholeFile)
-        return OS_ERR_OUT_OF_RANGE;
-    if (size == 0)
-        return 0;
-    if (std::fseek(stream, 0, SEEK_SET) < 0)
-        return OS_ERR_READ;
-    return 0;
+    size = static_cast<uint64_t>(measured);
+    return size > kMaxWholeFile ? OS_ERR_OUT_OF_RANGE : 0;
 }
 
 // Reads up to `size` bytes into a new buffer of size + `padding` bytes, with zeros behind the bytes read.
 // Null when nothing could be read. A file that shrank since it was measured gives what it still has; one
 // that grew gives its first `size` bytes.
-std::unique_ptr<char[]> ReadWholeFile(FILE* stream, size_t size, size_t padding, size_t& got)
+std::unique_ptr<char[]> ReadWholeFile(platform::File& file, size_t size, size_t padding, size_t& got)
 {
     std::unique_ptr<char[]> buffer(new char[size + padding]);
     platform::PrepareLargeWrite(buffer.get(), size + padding);
-    got = std::fread(buffer.get(), 1, size, stream);
+    bool failed = false;
+    got = file.Read(buffer.get(), size, failed);
     if (got == 0)
         return nullptr;
     std::memset(buffer.get() + got, 0, size + padding - got);
@@ -91,6 +70,23 @@ std::string DirectoryOf(const std::string& absolutePath)
 {
     const size_t slash = absolutePath.rfind('/');
     return slash == std::string::npos ? absolutePath : absolutePath.substr(0, slash);
+}
+
+// Opens the target of a write by name with its directories made. They are made only when a first open
+// fails, so a write into a directory that exists, nearly every write, costs no look at the directory; the
+// outcome is the same as making them first, since an open that succeeded needed nothing made. A name
+// without "/" (a drive head and a name) or one that cannot be converted goes the long way: its whole
+// text counts as the directory, which must come first.
+int OpenMakingDirectories(const std::string& path, const std::string& mode, platform::File& file)
+{
+    const bool convertible = filesystem::IsConvertible(path) && filesystem::IsConvertible(mode);
+    if (convertible && path.find('/') != std::string::npos && file.Open(path, mode))
+        return 0;
+    if (!COsDirectory::CreateDirectoryA(DirectoryOf(path)))
+        return OS_ERR_CREATE_DIRECTORY;
+    if (!convertible)
+        return OS_ERR_ENCODING;
+    return file.Open(path, mode) ? 0 : OS_ERR_OPEN;
 }
 
 template <typename Unit>
@@ -263,16 +259,15 @@ int COsFile::Read(FILE* stream, size_t count, char** buffer, size_t& got)
 int COsFile::Read(const std::string& name, const std::string& mode, char** buffer, size_t& got)
 {
     got = 0;
-    FILE* stream = nullptr;
+    platform::File file;
     uint64_t size = 0;
-    const int status = OpenWholeFile(name, mode, stream, size);
-    StreamCloser closer(stream);
+    const int status = OpenWholeFile(name, mode, file, size);
     if (status != 0 || size == 0)
         return status;
     delete[] *buffer;
     *buffer = nullptr;
     size_t read = 0;
-    std::unique_ptr<char[]> data = ReadWholeFile(stream, static_cast<size_t>(size), 1, read);
+    std::unique_ptr<char[]> data = ReadWholeFile(file, static_cast<size_t>(size), 1, read);
     if (!data)
         return OS_ERR_READ;
     *buffer = data.release();
@@ -286,25 +281,19 @@ int COsFile::Write(const std::string& name, const std::string& mode, const char*
     std::string path;
     if (COsDirectory::GetAbsolutePath(name, path) < 0)
         return OS_ERR_BAD_PATH;
-    if (!COsDirectory::CreateDirectoryA(DirectoryOf(path)))
-        return OS_ERR_CREATE_DIRECTORY;
-    if (!filesystem::IsConvertible(path) || !filesystem::IsConvertible(mode))
-        return OS_ERR_ENCODING;
-    FILE* stream = platform::OpenStream(path, mode);
-    if (stream == nullptr)
-        return OS_ERR_OPEN;
-    StreamCloser closer(stream);
+    platform::File file;
+    if (const int status = OpenMakingDirectories(path, mode, file); status != 0)
+        return status;
     if (data == nullptr) {  // a truncating mode leaves an empty file; an appending one only makes sure it exists
         written = 0;
         return 0;
     }
-    bool failed;
-    {
-        filesystem::FileRangeLock lock(stream);
-        written = std::fwrite(data, 1, count, stream);
-        std::fflush(stream);
-    }
-    failed = std::ferror(stream) != 0;
+    // The data goes to the file in one request under the lock. Closing the file, right behind, releases
+    // the lock: an unlock of its own would cost one more call into the system for every write and change
+    // nothing that another writer can see.
+    file.LockRange(filesystem::kLockOffset, filesystem::kLockLength);
+    bool failed = false;
+    written = file.Write(data, count, failed);
     return failed ? OS_ERR_WRITE : 0;
 }
 
@@ -367,15 +356,14 @@ bool COsFile::SetAttributes(const std::string& name, unsigned char attributes)
 int COsFile::GetFileContent(const std::string& name, ETextFormat format, const char* codePage, std::string& out)
 {
     out.clear();
-    FILE* stream = nullptr;
+    platform::File file;
     uint64_t size = 0;
-    const int status = OpenWholeFile(name, "rb", stream, size);
-    StreamCloser closer(stream);
+    const int status = OpenWholeFile(name, "rb", file, size);
     if (status != 0 || size == 0)
         return status;
     // Four zero bytes behind the text: room for the terminating unit of any format, written in place.
     size_t read = 0;
-    std::unique_ptr<char[]> data = ReadWholeFile(stream, static_cast<size_t>(size), 4, read);
+    std::unique_ptr<char[]> data = ReadWholeFile(file, static_cast<size_t>(size), 4, read);
     if (!data)
         return OS_ERR_READ;
     DecodeText(data.get(), read, format, codePage, out);

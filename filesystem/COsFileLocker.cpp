@@ -1,7 +1,7 @@
 // COsFileLocker: the library's file range lock, taken and released through a caller's stream.
 #include "filesystem/COsFileLocker.h"
 
-#include "filesystem/FileRangeLock.h"
+#include "filesystem/FileLockRange.h"
 #include "platform/files.h"
 
 void COsFileLocker::LockFile(FILE* stream)

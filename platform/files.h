@@ -19,11 +19,34 @@ namespace platform {
 // Host notes: POSIX opens without blocking and checks the file's type before it hands the stream out.
 FILE* OpenStream(const std::string& path, const std::string& mode);
 
-// The stream's position in bytes, files of 2 GiB and more included; -1 when it cannot be told.
-int64_t StreamPosition(FILE* stream);
+// A file opened for one whole-file operation of the library, without a stream: each call below is one
+// request to the system, or a loop of them, and nothing is buffered. Closed with the object, which also
+// releases a range lock taken through it.
+class File
+{
+public:
+    File() {}
+    ~File();
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
 
-// Moves the stream to `offset` bytes from the start of its file. False when the host refuses.
-bool SeekStream(FILE* stream, int64_t offset);
+    // Opens `path` as OpenStream does, with the same mode rules, regular files only and without waiting.
+    // False with the last error set.
+    bool Open(const std::string& path, const std::string& mode);
+    // The file's size in bytes, -1 when the host cannot tell.
+    int64_t Size() const;
+    // Reads up to `count` bytes from the current position, as many as there are; gives how many. `failed`
+    // tells whether the host reported an error, which ends the read.
+    size_t Read(char* buffer, size_t count, bool& failed);
+    // Writes `count` bytes at the current position (at the end for an appending mode); gives how many the
+    // host took before it reported an error, in which case `failed` is set.
+    size_t Write(const char* data, size_t count, bool& failed);
+    // As LockStreamRange, through this file.
+    bool LockRange(uint64_t offset, uint64_t length);
+
+private:
+    intptr_t m_nHandle = -1;  // the host's handle of the open file
+};
 
 // Takes the exclusive lock on the bytes [offset, offset + length) of the stream's open file, waiting
 // without limit while another holder has it. The lock belongs to this open stream, not to the thread or

@@ -101,8 +101,7 @@ int OpenRegular(const std::string& path, int flags, mode_t permissions = 0666)
         SetLastError(kErrorNotRegular);
         return -1;
     }
-    // Regular files ignore the flag, but a stream handed to the caller reads and writes as a blocking one.
-    ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) & ~O_NONBLOCK);
+    // O_NONBLOCK stays: a regular file ignores it for reads and writes.
     return descriptor;
 }
 
@@ -132,7 +131,7 @@ bool ParseMode(const std::string& mode, StreamMode& parsed)
     }
 }
 
-bool SetRangeLock(FILE* stream, short type, uint64_t offset, uint64_t length)
+bool SetRangeLock(int descriptor, short type, uint64_t offset, uint64_t length)
 {
     if (offset > static_cast<uint64_t>(LLONG_MAX) || length > static_cast<uint64_t>(LLONG_MAX) - offset) {
         SetLastError(kErrorInvalidParameter);
@@ -144,7 +143,6 @@ bool SetRangeLock(FILE* stream, short type, uint64_t offset, uint64_t length)
     range.l_whence = SEEK_SET;
     range.l_start = static_cast<off_t>(offset);
     range.l_len = static_cast<off_t>(length);
-    int descriptor = ::fileno(stream);
     int result;
     do {
         result = ::fcntl(descriptor, F_OFD_SETLKW, &range);
@@ -162,20 +160,49 @@ bool IsHiddenName(const std::string& path)
     return start < path.size() && path[start] == '.';
 }
 
-bool WriteAll(int descriptor, const char* data, size_t count)
+// One request of the system carries less than 1 GiB: some kernels take no more at once.
+constexpr size_t kLargestRequest = size_t{1} << 30;
+
+// Reads until `count` bytes, the end of the file or an error; gives the bytes read.
+size_t ReadFully(int descriptor, char* buffer, size_t count, bool& failed)
 {
-    while (count > 0) {
-        ssize_t written = ::write(descriptor, data, count);
+    failed = false;
+    size_t done = 0;
+    while (done < count) {
+        const size_t chunk = count - done < kLargestRequest ? count - done : kLargestRequest;
+        const ssize_t got = ::read(descriptor, buffer + done, chunk);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0) {
+            SetLastErrorFromErrno(errno);
+            failed = true;
+            break;
+        }
+        if (got == 0)
+            break;
+        done += static_cast<size_t>(got);
+    }
+    return done;
+}
+
+// Writes until all `count` bytes are taken or an error; gives the bytes written.
+size_t WriteFully(int descriptor, const char* data, size_t count, bool& failed)
+{
+    failed = false;
+    size_t done = 0;
+    while (done < count) {
+        const size_t chunk = count - done < kLargestRequest ? count - done : kLargestRequest;
+        const ssize_t written = ::write(descriptor, data + done, chunk);
         if (written < 0 && errno == EINTR)
             continue;
         if (written <= 0) {
             SetLastErrorFromErrno(written < 0 ? errno : ENOSPC);
-            return false;
+            failed = true;
+            break;
         }
-        data += written;
-        count -= static_cast<size_t>(written);
+        done += static_cast<size_t>(written);
     }
-    return true;
+    return done;
 }
 
 // Copies the data from the start of `from` to the start of `to`: in the kernel where it can, through a
@@ -196,23 +223,63 @@ bool CopyData(int from, int to)
         }
         break;
     }
-    std::unique_ptr<char[]> buffer(new char[1 << 16]);
+    constexpr size_t kBuffer = 1 << 16;
+    std::unique_ptr<char[]> buffer(new char[kBuffer]);
     for (;;) {
-        ssize_t got = ::read(from, buffer.get(), 1 << 16);
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got < 0) {
-            SetLastErrorFromErrno(errno);
+        bool failed = false;
+        const size_t got = ReadFully(from, buffer.get(), kBuffer, failed);
+        if (failed)
             return false;
-        }
-        if (got == 0)
+        if (WriteFully(to, buffer.get(), got, failed) != got || failed)
+            return false;
+        if (got < kBuffer)
             return true;
-        if (!WriteAll(to, buffer.get(), static_cast<size_t>(got)))
-            return false;
     }
 }
 
 }  // namespace
+
+File::~File()
+{
+    if (m_nHandle >= 0)
+        ::close(static_cast<int>(m_nHandle));
+}
+
+bool File::Open(const std::string& path, const std::string& mode)
+{
+    StreamMode parsed;
+    if (!ParseMode(mode, parsed)) {
+        SetLastError(kErrorInvalidParameter);
+        return false;
+    }
+    if (m_nHandle >= 0)
+        ::close(static_cast<int>(m_nHandle));
+    m_nHandle = OpenRegular(path, parsed.flags);
+    return m_nHandle >= 0;
+}
+
+int64_t File::Size() const
+{
+    struct stat status;
+    if (m_nHandle < 0 || ::fstat(static_cast<int>(m_nHandle), &status) != 0)
+        return -1;
+    return static_cast<int64_t>(status.st_size);
+}
+
+size_t File::Read(char* buffer, size_t count, bool& failed)
+{
+    return ReadFully(static_cast<int>(m_nHandle), buffer, count, failed);
+}
+
+size_t File::Write(const char* data, size_t count, bool& failed)
+{
+    return WriteFully(static_cast<int>(m_nHandle), data, count, failed);
+}
+
+bool File::LockRange(uint64_t offset, uint64_t length)
+{
+    return SetRangeLock(static_cast<int>(m_nHandle), F_WRLCK, offset, length);
+}
 
 FILE* OpenStream(const std::string& path, const std::string& mode)
 {
@@ -233,25 +300,14 @@ FILE* OpenStream(const std::string& path, const std::string& mode)
     return stream;
 }
 
-int64_t StreamPosition(FILE* stream)
-{
-    off_t position = ::ftello(stream);
-    return position < 0 ? -1 : static_cast<int64_t>(position);
-}
-
-bool SeekStream(FILE* stream, int64_t offset)
-{
-    return offset >= 0 && ::fseeko(stream, static_cast<off_t>(offset), SEEK_SET) == 0;
-}
-
 bool LockStreamRange(FILE* stream, uint64_t offset, uint64_t length)
 {
-    return SetRangeLock(stream, F_WRLCK, offset, length);
+    return SetRangeLock(::fileno(stream), F_WRLCK, offset, length);
 }
 
 bool UnlockStreamRange(FILE* stream, uint64_t offset, uint64_t length)
 {
-    return SetRangeLock(stream, F_UNLCK, offset, length);
+    return SetRangeLock(::fileno(stream), F_UNLCK, offset, length);
 }
 
 bool RemoveFile(const std::string& path)
