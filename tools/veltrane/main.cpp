@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -422,6 +423,81 @@ void ShowPingAndAdapters(unsigned int viewerWaitMilliseconds)
 
 }  // namespace
 
+const char* YesNo(bool value)
+{
+    return value ? "true" : "false";
+}
+
+std::string AttributeText(unsigned char attributes)
+{
+    std::string text;
+    const char* names[] = {"directory", "hidden", "read-only", "system"};
+    for (int bit = 0; bit < 4; ++bit) {
+        if (attributes & (1 << bit))
+            text += std::string(text.empty() ? "" : ", ") + names[bit];
+    }
+    return text.empty() ? "none" : text;
+}
+
+void ShowFiles()
+{
+    Heading("Files");
+    const std::string root =
+        (std::filesystem::temp_directory_path() / ("veltrane-demo-" + COsGuid::NewGuid())).string();
+    const std::string journal = root + "/\xE6\x97\xA5\xE5\xBF\x97/r\xC3\xA9sum\xC3\xA9.txt";  // "日志/résumé.txt"
+    size_t written = 0;
+    const std::string first = "premi\xC3\xA8re ligne \xE2\x80\x94 first line\n";
+    int status = COsFile::Write(journal, "wb", first.data(), first.size(), written);
+    std::printf("  Write(\"%s\", \"wb\")  status %d, %zu bytes; its directory was made on the way\n",
+                journal.substr(root.size() + 1).c_str(), status, written);
+    const std::string second = "\xE7\xAC\xAC\xE4\xBA\x8C\xE8\xA1\x8C second line\n";
+    status = COsFile::Write(journal, "a+", second.data(), second.size(), written);
+    std::printf("  Write(..., \"a+\")  status %d, %zu bytes appended under the file's range lock\n", status, written);
+
+    char* buffer = nullptr;
+    size_t got = 0;
+    status = COsFile::Read(journal, "rb", &buffer, got);
+    std::printf("  Read(..., \"rb\")   status %d, %zu bytes:\n%s", status, got, buffer ? buffer : "");
+    delete[] buffer;
+
+    const std::string copy = root + "/copie \xC3\xA0 part.txt";
+    const std::string renamed = root + "/\xD0\xBA\xD0\xBE\xD0\xBF\xD0\xB8\xD1\x8F.txt";  // "копия.txt"
+    std::printf("  Copy(journal, \"%s\", false)  %s\n", copy.substr(root.size() + 1).c_str(),
+                YesNo(COsFile::Copy(journal, copy, false)));
+    std::printf("  Copy(journal, \"%s\", false)  %s: the target exists now\n", copy.substr(root.size() + 1).c_str(),
+                YesNo(COsFile::Copy(journal, copy, false)));
+    std::printf("  Rename(copy, \"%s\")  %s\n", renamed.substr(root.size() + 1).c_str(),
+                YesNo(COsFile::Rename(copy, renamed)));
+    std::printf("  Rename(journal, \"%s\")  %s: a rename never replaces\n", renamed.substr(root.size() + 1).c_str(),
+                YesNo(COsFile::Rename(journal, renamed)));
+
+    unsigned char attributes = 0;
+    COsFile::SetAttributes(renamed, 0x04);
+    for (const std::string& name : {journal, renamed, root + "/\xE6\x97\xA5\xE5\xBF\x97"}) {
+        std::string extension = "-";
+        COsFile::GetFileExtensionName(name, extension);
+        COsFile::GetAttributes(name, attributes);
+        std::printf("  %-22s exists %-5s size %3lld  extension '%s'  attributes 0x%02X (%s)\n",
+                    name.substr(root.size() + 1).c_str(), YesNo(COsFile::Exists(name)),
+                    static_cast<long long>(COsFile::GetFileSize(name)), extension.c_str(), attributes,
+                    AttributeText(attributes).c_str());
+    }
+    COsFile::SetAttributes(renamed, 0);
+
+    // A UTF-16 file with its byte order mark, read back as UTF-8 by detection.
+    const std::string wide = root + "/utf16.txt";
+    const char utf16[] = "\xFF\xFE" "H\0i\0 \0\x2D\x4E\x87\x65";  // mark, "Hi 中文"
+    COsFile::Write(wide, "wb", utf16, sizeof utf16 - 1, written);
+    std::string text;
+    COsFile::GetFileContent(wide, TextFormatAuto, nullptr, text);
+    std::printf("  GetFileContent(utf16.txt, TextFormatAuto)  '%s'\n", text.c_str());
+
+    std::printf("  Delete(journal) %s, Delete(renamed) %s, Delete(utf16.txt) %s\n", YesNo(COsFile::Delete(journal)),
+                YesNo(COsFile::Delete(renamed)), YesNo(COsFile::Delete(wide)));
+    std::error_code ignored;
+    std::filesystem::remove_all(root, ignored);
+}
+
 int main(int argc, char** argv)
 {
     // `veltrane --viewer-wait MS` waits that long after starting the hub for the ping, so that a log viewer
@@ -443,5 +519,6 @@ int main(int argc, char** argv)
     ShowIdentityAndPaths();
     ShowCalendar();
     ShowPingAndAdapters(viewerWait);
+    ShowFiles();
     return 0;
 }
