@@ -163,46 +163,43 @@ bool IsHiddenName(const std::string& path)
 // One request of the system carries less than 1 GiB: some kernels take no more at once.
 constexpr size_t kLargestRequest = size_t{1} << 30;
 
-// Reads until `count` bytes, the end of the file or an error; gives the bytes read.
-size_t ReadFully(int descriptor, char* buffer, size_t count, bool& failed)
+// Repeats `step(done, chunk)` (a read or a write of at most `chunk` bytes at `done`) until `count` bytes
+// are moved, a step moves nothing (the end of a file, or a write the system took none of, which is a
+// full disk) or a step fails; gives the bytes moved. An interrupted step is repeated.
+template <typename Step>
+size_t MoveFully(size_t count, bool zeroIsFailure, bool& failed, Step step)
 {
     failed = false;
     size_t done = 0;
     while (done < count) {
         const size_t chunk = count - done < kLargestRequest ? count - done : kLargestRequest;
-        const ssize_t got = ::read(descriptor, buffer + done, chunk);
-        if (got < 0 && errno == EINTR)
+        const ssize_t moved = step(done, chunk);
+        if (moved < 0 && errno == EINTR)
             continue;
-        if (got < 0) {
-            SetLastErrorFromErrno(errno);
+        if (moved < 0 || (moved == 0 && zeroIsFailure)) {
+            SetLastErrorFromErrno(moved < 0 ? errno : ENOSPC);
             failed = true;
             break;
         }
-        if (got == 0)
+        if (moved == 0)
             break;
-        done += static_cast<size_t>(got);
+        done += static_cast<size_t>(moved);
     }
     return done;
+}
+
+// Reads until `count` bytes, the end of the file or an error; gives the bytes read.
+size_t ReadFully(int descriptor, char* buffer, size_t count, bool& failed)
+{
+    return MoveFully(count, false, failed,
+                     [&](size_t done, size_t chunk) { return ::read(descriptor, buffer + done, chunk); });
 }
 
 // Writes until all `count` bytes are taken or an error; gives the bytes written.
 size_t WriteFully(int descriptor, const char* data, size_t count, bool& failed)
 {
-    failed = false;
-    size_t done = 0;
-    while (done < count) {
-        const size_t chunk = count - done < kLargestRequest ? count - done : kLargestRequest;
-        const ssize_t written = ::write(descriptor, data + done, chunk);
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0) {
-            SetLastErrorFromErrno(written < 0 ? errno : ENOSPC);
-            failed = true;
-            break;
-        }
-        done += static_cast<size_t>(written);
-    }
-    return done;
+    return MoveFully(count, true, failed,
+                     [&](size_t done, size_t chunk) { return ::write(descriptor, data + done, chunk); });
 }
 
 // Copies the data from the start of `from` to the start of `to`: in the kernel where it can, through a
