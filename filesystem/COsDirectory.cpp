@@ -138,3 +138,8 @@ bool COsDirectory::CreateDirectoryA(const std::string& path)
     }
     return true;
 }
+
+bool FileTimeCompGreater::operator()(const _S_FileData& left, const _S_FileData& right) const
+{
+    return left.stWriteTime > right.stWriteTime;
+}

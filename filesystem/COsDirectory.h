@@ -4,6 +4,30 @@
 #include <string>
 
 #include "core/Types.h"
+#include "core/WindowsTypes.h"
+#include "time/COsSystemTime.h"
+
+// The cursor of one directory enumeration and the description of its current entry; the caller owns
+// it. Names and paths are UTF-8 in the library's normal form, each cut to 1023 bytes and terminated.
+struct _S_FileData
+{
+    char szDirectory[1024];   // the directory of the enumeration, absolute; shorter than 1024 bytes
+    char szFileName[1024];    // the current entry's name, without a directory
+    char szFullPath[1024];    // szDirectory, a "/" unless it ends in a separator, and the name
+    char szReserved[1024];    // read and written by nothing
+    int32_t bDirectory;       // 1 for a directory, otherwise 0
+    _STSystemTime stReserved; // read and written by nothing
+    _STSystemTime stAccessTime;  // last access, local time
+    _STSystemTime stWriteTime;   // last write, local time
+    HANDLE hFind;             // the open search, or INVALID_HANDLE_VALUE when there is none
+    WIN32_FIND_DATAW findData;   // the system's description of the current entry; its times are UTC
+};
+
+// Orders records newest first by their write time (a sort's "greater"); equal times give false.
+struct VELTRANE_API FileTimeCompGreater
+{
+    bool operator()(const _S_FileData& left, const _S_FileData& right) const;
+};
 
 class VELTRANE_API COsDirectory
 {

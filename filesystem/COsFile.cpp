@@ -14,6 +14,7 @@
 #include "filesystem/COsDirectory.h"
 #include "filesystem/FileLockRange.h"
 #include "filesystem/HostNames.h"
+#include "filesystem/PeVersion.h"
 #include "platform/files.h"
 #include "platform/memory.h"
 
@@ -197,6 +198,22 @@ void DecodeText(char* data, size_t size, ETextFormat format, const char* codePag
         break;
     }
 }
+
+// The version parser's view of a file: reads at offsets through one open file.
+class FileSource final : public peversion::ByteSource
+{
+public:
+    explicit FileSource(platform::File& file) : m_file(file), m_nSize(file.Size()) {}
+    uint64_t Size() const override { return m_nSize < 0 ? 0 : static_cast<uint64_t>(m_nSize); }
+    bool ReadAt(uint64_t offset, void* buffer, size_t count) const override
+    {
+        return m_file.ReadAt(offset, buffer, count);
+    }
+
+private:
+    platform::File& m_file;
+    int64_t m_nSize;
+};
 
 }  // namespace
 
@@ -388,4 +405,38 @@ int64_t COsFile::GetFileSize(const std::string& name)
     if (const int status = filesystem::PrepareName(name, path); status != 0)
         return status;
     return platform::RegularFileSize(path);
+}
+
+bool COsFile::GetFileVersion(const _S_FileData& record, std::string& out)
+{
+    // The record's full path, not its bare name: the bare name would be taken from the library's
+    // directory and name another file for every entry enumerated elsewhere.
+    const void* end = std::memchr(record.szFullPath, '\0', sizeof record.szFullPath);
+    const std::string name(record.szFullPath, end ? static_cast<const char*>(end) - record.szFullPath
+                                                  : sizeof record.szFullPath);
+    std::string path;
+    platform::File file;
+    if (filesystem::PrepareName(name, path) != 0 || !file.Open(path, "rb"))
+        return false;
+    std::u16string version;
+    if (!peversion::ReadFileVersion(FileSource(file), version))
+        return false;
+    char* converted = nullptr;
+    const bool done = COsEncoding::UnicodeToUTF8(version.c_str(), &converted) >= 0;
+    if (done)
+        out = converted;
+    delete[] converted;
+    return done;
+}
+
+bool COsFile::GetFileCreateTime(const _S_FileData& record, _STSystemTime& out)
+{
+    COsSystemTime::LocalTime(record.findData.ftCreationTime, out);
+    return true;
+}
+
+bool COsFile::GetFileLastWriteTime(const _S_FileData& record, _STSystemTime& out)
+{
+    COsSystemTime::LocalTime(record.findData.ftLastWriteTime, out);
+    return true;
 }

@@ -8,6 +8,8 @@
 
 #include "core/Types.h"
 #include "encoding/ETextFormat.h"
+#include "filesystem/COsDirectory.h"
+#include "time/COsSystemTime.h"
 
 // A relative name is taken from the library's directory. Names that are not well-formed UTF-8, or that
 // hold a NUL byte, cannot be converted: the operations refuse them as they refuse any name the system
@@ -60,6 +62,13 @@ public:
     // when the text could not be decoded.
     static int GetFileContent(const std::string& name, ETextFormat format, const char* codePage,
                               std::string& out);
+
+    // The "FileVersion" text of the version resource of the record's file (its full path), as the first
+    // translation of the resource names it; false for a file without one, or a damaged one.
+    static bool GetFileVersion(const _S_FileData& record, std::string& out);
+    // The creation and last write times of the record's entry as local time; they read no file.
+    static bool GetFileCreateTime(const _S_FileData& record, _STSystemTime& out);
+    static bool GetFileLastWriteTime(const _S_FileData& record, _STSystemTime& out);
 
     // The extension of an existing file from its last "." on ("" for none).
     static bool GetFileExtensionName(const std::string& name, std::string& out);

@@ -38,6 +38,9 @@ public:
     // Reads up to `count` bytes from the current position, as many as there are; gives how many. `failed`
     // tells whether the host reported an error, which ends the read.
     size_t Read(char* buffer, size_t count, bool& failed);
+    // Reads exactly `count` bytes from `offset`, leaving the current position alone; false when the file
+    // holds fewer there or the host reports an error.
+    bool ReadAt(uint64_t offset, void* buffer, size_t count) const;
     // Writes `count` bytes at the current position (at the end for an appending mode); gives how many the
     // host took before it reported an error, in which case `failed` is set.
     size_t Write(const char* data, size_t count, bool& failed);

@@ -268,6 +268,20 @@ size_t File::Read(char* buffer, size_t count, bool& failed)
     return ReadFully(static_cast<int>(m_nHandle), buffer, count, failed);
 }
 
+bool File::ReadAt(uint64_t offset, void* buffer, size_t count) const
+{
+    if (offset > static_cast<uint64_t>(LLONG_MAX) || count > static_cast<uint64_t>(LLONG_MAX) - offset) {
+        SetLastError(kErrorInvalidParameter);
+        return false;
+    }
+    char* bytes = static_cast<char*>(buffer);
+    bool failed = false;
+    const size_t got = MoveFully(count, false, failed, [&](size_t done, size_t chunk) {
+        return ::pread(static_cast<int>(m_nHandle), bytes + done, chunk, static_cast<off_t>(offset + done));
+    });
+    return !failed && got == count;
+}
+
 size_t File::Write(const char* data, size_t count, bool& failed)
 {
     return WriteFully(static_cast<int>(m_nHandle), data, count, failed);

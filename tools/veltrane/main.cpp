@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <chrono>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -483,6 +484,34 @@ void ShowFiles()
                     AttributeText(attributes).c_str());
     }
     COsFile::SetAttributes(renamed, 0);
+
+    // A record as an enumeration fills it: the write time is the file's own, taken here through
+    // std::filesystem and turned into a FILETIME (100-ns ticks since 1601, UTC).
+    _S_FileData record{};
+    std::snprintf(record.szFullPath, sizeof record.szFullPath, "%s", journal.c_str());
+    const auto fileTime = std::filesystem::last_write_time(journal);
+    const auto systemTime = std::chrono::system_clock::now() +
+                            std::chrono::duration_cast<std::chrono::system_clock::duration>(
+                                fileTime - std::filesystem::file_time_type::clock::now());
+    const long long ticks =
+        std::chrono::duration_cast<std::chrono::microseconds>(systemTime.time_since_epoch()).count() * 10 +
+        116444736000000000LL;
+    record.findData.ftLastWriteTime = {static_cast<uint32_t>(ticks), static_cast<uint32_t>(ticks >> 32)};
+    _STSystemTime writeTime;
+    COsFile::GetFileLastWriteTime(record, writeTime);
+    std::printf("  GetFileLastWriteTime(journal's record)  %s local time\n",
+                COsSystemTime::TimeToString(writeTime).c_str());
+    std::string version = "-";
+    std::printf("  GetFileVersion(journal's record)       %s: a text file has no version resource\n",
+                YesNo(COsFile::GetFileVersion(record, version)));
+#ifdef VELTRANE_DEMO_PE
+    std::snprintf(record.szFullPath, sizeof record.szFullPath, "%s", VELTRANE_DEMO_PE);
+    const bool found = COsFile::GetFileVersion(record, version);
+    std::printf("  GetFileVersion(demo-versioned.exe)     %s, '%s' (the table its first translation names)\n",
+                YesNo(found), version.c_str());
+#else
+    std::printf("  (no PE file to read a version from: the mingw-w64 tools were not found at build time)\n");
+#endif
 
     // A UTF-16 file with its byte order mark, read back as UTF-8 by detection.
     const std::string wide = root + "/utf16.txt";

@@ -1,0 +1,141 @@
+// What COsFile and FileTimeCompGreater read from a directory record: file times as local time, the order
+// of write times, and the version text of the record's file.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <Veltrane.h>
+
+#include "tests/support/TempDir.h"
+
+namespace {
+
+_S_FileData RecordFor(const std::string& fullPath)
+{
+    _S_FileData record{};  // value-initialised: every field zero, as a caller clears it
+    std::strncpy(record.szFullPath, fullPath.c_str(), sizeof record.szFullPath - 1);
+    record.hFind = INVALID_HANDLE_VALUE;
+    return record;
+}
+
+_STSystemTime Time(int year, int month, int day, int hour, int minute, int second, int milliseconds)
+{
+    _STSystemTime time;
+    time.wYear = static_cast<uint16_t>(year);
+    time.wMonth = static_cast<uint16_t>(month);
+    time.wDay = static_cast<uint16_t>(day);
+    time.wHour = static_cast<uint16_t>(hour);
+    time.wMinute = static_cast<uint16_t>(minute);
+    time.wSecond = static_cast<uint16_t>(second);
+    time.wMilliseconds = static_cast<uint16_t>(milliseconds);
+    return time;
+}
+
+// Sets TZ for the test and puts back what was there.
+class ZoneForTest
+{
+public:
+    explicit ZoneForTest(const char* zone)
+    {
+        const char* previous = std::getenv("TZ");
+        m_bHad = previous != nullptr;
+        m_previous = previous ? previous : "";
+        setenv("TZ", zone, 1);
+    }
+    ~ZoneForTest()
+    {
+        if (m_bHad)
+            setenv("TZ", m_previous.c_str(), 1);
+        else
+            unsetenv("TZ");
+    }
+
+private:
+    bool m_bHad;
+    std::string m_previous;
+};
+
+}  // namespace
+
+TEST(COsFileTimes, ReadTheRecordsFileTimesAsLocalTime)
+{
+    _S_FileData record = RecordFor("/nowhere/at/all.txt");  // nothing is read from the disk
+    record.findData.ftCreationTime = {617916800u, 29316075u};     // 1999-12-31 23:59:59.000 UTC
+    record.findData.ftLastWriteTime = {3018226768u, 31091467u};   // 2024-02-29 12:34:56.789 UTC
+
+    _STSystemTime created;
+    _STSystemTime written;
+    {
+        ZoneForTest zone("UTC0");
+        EXPECT_TRUE(COsFile::GetFileCreateTime(record, created));
+        EXPECT_TRUE(COsFile::GetFileLastWriteTime(record, written));
+    }
+    EXPECT_TRUE(created == Time(1999, 12, 31, 23, 59, 59, 0));
+    EXPECT_TRUE(written == Time(2024, 2, 29, 12, 34, 56, 789));
+    {
+        ZoneForTest zone("IST-5:30");  // half an hour in the offset: the new year and the next day begin
+        EXPECT_TRUE(COsFile::GetFileCreateTime(record, created));
+        EXPECT_TRUE(COsFile::GetFileLastWriteTime(record, written));
+    }
+    EXPECT_TRUE(created == Time(2000, 1, 1, 5, 29, 59, 0));
+    EXPECT_TRUE(written == Time(2024, 2, 29, 18, 4, 56, 789));
+}
+
+TEST(FileTimeCompGreater, PutsTheNewestFirstAndEqualTimesInNoOrder)
+{
+    std::vector<_S_FileData> records(4, RecordFor("x"));
+    records[0].stWriteTime = Time(2024, 1, 1, 0, 0, 0, 0);
+    records[1].stWriteTime = Time(2024, 1, 1, 0, 0, 0, 1);   // a millisecond later
+    records[2].stWriteTime = Time(2023, 12, 31, 23, 59, 59, 999);
+    records[3].stWriteTime = Time(2024, 1, 1, 0, 0, 0, 0);
+    records[3].stWriteTime.wDayOfWeek = 6;                  // the weekday is no part of the order
+
+    const FileTimeCompGreater greater;
+    EXPECT_FALSE(greater(records[0], records[3]));
+    EXPECT_FALSE(greater(records[3], records[0]));
+    EXPECT_TRUE(greater(records[1], records[0]));
+    EXPECT_FALSE(greater(records[2], records[0]));
+    std::sort(records.begin(), records.end(), greater);
+    EXPECT_EQ(records[0].stWriteTime.wMilliseconds, 1);
+    EXPECT_EQ(records[3].stWriteTime.wYear, 2023);
+}
+
+TEST(COsFileGetFileVersion, ReadsTheFirstTranslationsTextOfTheRecordsFile)
+{
+    const std::string samples = VELTRANE_PE_SAMPLES;
+    std::string out;
+    EXPECT_TRUE(COsFile::GetFileVersion(RecordFor(samples + "/versioned64.exe"), out));
+    EXPECT_EQ(out, "2.5.0 \xE7\x89\x88\xF0\x9F\x98\x80");  // "2.5.0 版😀" of the Japanese table
+    EXPECT_TRUE(COsFile::GetFileVersion(RecordFor(samples + "/versioned32.exe"), out));
+    EXPECT_EQ(out, "2.5.0 \xE7\x89\x88\xF0\x9F\x98\x80");
+
+    veltrane_test::TempDir dir;
+    veltrane_test::WriteBytes(dir / "text.txt", "MZ but nothing more");
+    _S_FileData unterminated = RecordFor("");
+    std::memset(unterminated.szFullPath, 'a', sizeof unterminated.szFullPath);  // no terminator at all
+    const _S_FileData refused[] = {
+        RecordFor(samples + "/noversion64.exe"),
+        RecordFor(samples + "/notranslation32.dll"),
+        RecordFor(dir / "text.txt"),
+        RecordFor(dir / "missing.exe"),
+        RecordFor(dir.path().string()),
+        RecordFor(samples + "/versioned64.exe\xFF"),
+        unterminated,
+    };
+    for (const _S_FileData& record : refused) {
+        SCOPED_TRACE(std::string(record.szFullPath, 60));
+        out = "untouched";
+        EXPECT_FALSE(COsFile::GetFileVersion(record, out));
+        EXPECT_EQ(out, "untouched");
+    }
+    if (std::system(("mkfifo '" + (dir / "fifo.exe") + "' 2>/dev/null").c_str()) == 0) {
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_FALSE(COsFile::GetFileVersion(RecordFor(dir / "fifo.exe"), out));
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+    }
+}
