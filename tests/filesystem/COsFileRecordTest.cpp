@@ -12,6 +12,10 @@
 #include <Veltrane.h>
 
 #include "tests/support/TempDir.h"
+#include "tests/time/TimeTestSupport.h"
+
+using veltrane_test::Record;
+using veltrane_test::Text;
 
 namespace {
 
@@ -22,43 +26,6 @@ _S_FileData RecordFor(const std::string& fullPath)
     record.hFind = INVALID_HANDLE_VALUE;
     return record;
 }
-
-_STSystemTime Time(int year, int month, int day, int hour, int minute, int second, int milliseconds)
-{
-    _STSystemTime time;
-    time.wYear = static_cast<uint16_t>(year);
-    time.wMonth = static_cast<uint16_t>(month);
-    time.wDay = static_cast<uint16_t>(day);
-    time.wHour = static_cast<uint16_t>(hour);
-    time.wMinute = static_cast<uint16_t>(minute);
-    time.wSecond = static_cast<uint16_t>(second);
-    time.wMilliseconds = static_cast<uint16_t>(milliseconds);
-    return time;
-}
-
-// Sets TZ for the test and puts back what was there.
-class ZoneForTest
-{
-public:
-    explicit ZoneForTest(const char* zone)
-    {
-        const char* previous = std::getenv("TZ");
-        m_bHad = previous != nullptr;
-        m_previous = previous ? previous : "";
-        setenv("TZ", zone, 1);
-    }
-    ~ZoneForTest()
-    {
-        if (m_bHad)
-            setenv("TZ", m_previous.c_str(), 1);
-        else
-            unsetenv("TZ");
-    }
-
-private:
-    bool m_bHad;
-    std::string m_previous;
-};
 
 }  // namespace
 
@@ -71,28 +38,28 @@ TEST(COsFileTimes, ReadTheRecordsFileTimesAsLocalTime)
     _STSystemTime created;
     _STSystemTime written;
     {
-        ZoneForTest zone("UTC0");
+        veltrane_test::TimeZoneScope zone("UTC0");
         EXPECT_TRUE(COsFile::GetFileCreateTime(record, created));
         EXPECT_TRUE(COsFile::GetFileLastWriteTime(record, written));
     }
-    EXPECT_TRUE(created == Time(1999, 12, 31, 23, 59, 59, 0));
-    EXPECT_TRUE(written == Time(2024, 2, 29, 12, 34, 56, 789));
+    EXPECT_EQ(Text(created), "1999-12-31 23:59:59.000 w5");
+    EXPECT_EQ(Text(written), "2024-02-29 12:34:56.789 w4");
     {
-        ZoneForTest zone("IST-5:30");  // half an hour in the offset: the new year and the next day begin
+        veltrane_test::TimeZoneScope zone("IST-5:30");  // half an hour in the offset: the new year and the next day begin
         EXPECT_TRUE(COsFile::GetFileCreateTime(record, created));
         EXPECT_TRUE(COsFile::GetFileLastWriteTime(record, written));
     }
-    EXPECT_TRUE(created == Time(2000, 1, 1, 5, 29, 59, 0));
-    EXPECT_TRUE(written == Time(2024, 2, 29, 18, 4, 56, 789));
+    EXPECT_EQ(Text(created), "2000-01-01 05:29:59.000 w6");
+    EXPECT_EQ(Text(written), "2024-02-29 18:04:56.789 w4");
 }
 
 TEST(FileTimeCompGreater, PutsTheNewestFirstAndEqualTimesInNoOrder)
 {
     std::vector<_S_FileData> records(4, RecordFor("x"));
-    records[0].stWriteTime = Time(2024, 1, 1, 0, 0, 0, 0);
-    records[1].stWriteTime = Time(2024, 1, 1, 0, 0, 0, 1);   // a millisecond later
-    records[2].stWriteTime = Time(2023, 12, 31, 23, 59, 59, 999);
-    records[3].stWriteTime = Time(2024, 1, 1, 0, 0, 0, 0);
+    records[0].stWriteTime = Record(2024, 1, 1, 0, 0, 0, 0);
+    records[1].stWriteTime = Record(2024, 1, 1, 0, 0, 0, 1);   // a millisecond later
+    records[2].stWriteTime = Record(2023, 12, 31, 23, 59, 59, 999);
+    records[3].stWriteTime = Record(2024, 1, 1, 0, 0, 0, 0);
     records[3].stWriteTime.wDayOfWeek = 6;                  // the weekday is no part of the order
 
     const FileTimeCompGreater greater;
