@@ -1,6 +1,7 @@
 // The block family: payload behind a 12-byte header of magic, capacity and length.
 #include "core/Blocks.h"
 
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 
@@ -8,6 +9,8 @@ namespace {
 
 constexpr int kHeaderSize = 12;
 constexpr int kCapacityStep = 1024;
+// The largest size whose capacity, a whole number of KiB, the header's signed 32-bit field can hold.
+constexpr int kMaxBlockSize = INT_MAX / kCapacityStep * kCapacityStep;
 
 struct BlockHeader {
     char magic[4];
@@ -35,7 +38,9 @@ void* PayloadOf(BlockHeader* header)
 
 void* AllocBlock(void* block, int size)
 {
-    // Computed on signed 32-bit values as the block header stores them.
+    // A size the header cannot hold is refused like memory that ran out: the block stays as it was.
+    if (size < 0 || size > kMaxBlockSize)
+        return nullptr;
     int neededCapacity = (size + (kCapacityStep - 1)) / kCapacityStep * kCapacityStep;
     if (block != nullptr && HeaderOf(block)->capacity >= neededCapacity) {
         HeaderOf(block)->length = size;

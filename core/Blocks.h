@@ -4,7 +4,8 @@
 #include "core/Types.h"
 
 // Gives a block of at least `size` bytes (capacity rounded up to whole KiB), keeping the contents of
-// `block` (null makes a new one). The pointer may move; null only if memory ran out.
+// `block` (null makes a new one). The pointer may move. Null, with `block` left as it was, when memory
+// ran out or the size is negative or above 2 147 482 624, the largest whole-KiB capacity the header holds.
 VELTRANE_API void* AllocBlock(void* block, int size);
 // Releases a block; null does nothing.
 VELTRANE_API void FreeBlock(void* block);

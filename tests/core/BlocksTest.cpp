@@ -1,6 +1,7 @@
-// Blocks: capacity rounding, growth that keeps contents, copies of the whole capacity.
+// Blocks: capacity rounding, growth that keeps contents, copies of the whole capacity, refused sizes.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstring>
 
 #include <Veltrane.h>
@@ -46,4 +47,27 @@ TEST(Blocks, NeverShrinksGrowsWithItsContentsAndCopiesTheWholeCapacity)
     EXPECT_EQ(std::memcmp(grown, copy, 2048), 0) << "growth keeps the contents";
     FreeBlock(grown);
     FreeBlock(copy);
+}
+
+TEST(Blocks, SizesTheHeaderCannotHoldAreRefusedAndLeaveTheBlockAsItWas)
+{
+    void* block = AllocBlock(nullptr, 1000);
+    ASSERT_NE(block, nullptr);
+    std::memset(block, 'k', 1000);
+    for (int size : {-1, INT_MIN, INT_MAX, INT_MAX - 100, 2147482625}) {
+        SCOPED_TRACE(size);
+        EXPECT_EQ(AllocBlock(block, size), nullptr);
+        EXPECT_EQ(AllocBlock(nullptr, size), nullptr);
+        EXPECT_EQ(GetBufferLength(block), 1024);
+        EXPECT_EQ(GetBlockLength(block), 1000);
+    }
+    EXPECT_EQ(static_cast<char*>(block)[999], 'k');
+    FreeBlock(block);
+
+    // The largest size that fits takes the largest capacity (the pages are never touched).
+    void* largest = AllocBlock(nullptr, 2147482624);
+    ASSERT_NE(largest, nullptr);
+    EXPECT_EQ(GetBufferLength(largest), 2147482624);
+    EXPECT_EQ(GetBlockLength(largest), 2147482624);
+    FreeBlock(largest);
 }
