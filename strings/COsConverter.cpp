@@ -140,6 +140,19 @@ size_t SeparatorLength(const char* separator)
     return separator == nullptr ? 0 : std::strlen(separator);
 }
 
+// The length of the text for `count` bytes, each written as two digits and the separator. False when it
+// would not fit the signed 64-bit result with room for a terminator: the product would wrap, and a
+// buffer sized by the wrapped value would be written far past its end.
+bool HexTextLength(size_t count, size_t separatorLength, size_t& total)
+{
+    constexpr size_t kMaxTotal = static_cast<size_t>(std::numeric_limits<int64_t>::max()) - 1;
+    size_t perByte = 2 + separatorLength;
+    if (separatorLength > kMaxTotal - 2 || count > kMaxTotal / perByte)
+        return false;
+    total = perByte * count;
+    return true;
+}
+
 // Writes each byte as two capital digits followed by the separator into target, which has room for
 // count * (2 + separatorLength) characters.
 void WriteHex(const unsigned char* data, size_t count, const char* separator, size_t separatorLength, char* target)
@@ -362,7 +375,9 @@ int64_t COsConverter::BytesToHexString(const unsigned char* data, size_t count, 
     if (data == nullptr)
         return OS_ERR_NULL_ARGUMENT;
     size_t separatorLength = SeparatorLength(separator);
-    size_t total = (2 + separatorLength) * count;
+    size_t total = 0;
+    if (!HexTextLength(count, separatorLength, total))
+        return OS_ERR_OUT_OF_RANGE;
     char* text = new char[total + 1]();
     *result = text;
     WriteHex(data, count, separator, separatorLength, text);
@@ -380,7 +395,10 @@ std::string COsConverter::BytesToHexString(const unsigned char* data, size_t cou
     if (data == nullptr)
         return std::string();
     size_t separatorLength = SeparatorLength(separator);
-    std::string text((2 + separatorLength) * count, '\0');
+    size_t total = 0;
+    if (!HexTextLength(count, separatorLength, total))
+        return std::string();
+    std::string text(total, '\0');
     WriteHex(data, count, separator, separatorLength, text.data());
     return text;
 }

@@ -56,7 +56,8 @@ public:
 
     // Two capital hexadecimal digits per byte, each followed by the separator (" " when not given; null or
     // "" for none), the last byte too. Returns the text's length, or OS_ERR_NULL_ARGUMENT for null data
-    // with *result unchanged. The standard-string forms give "" for null data.
+    // and OS_ERR_OUT_OF_RANGE for a count whose text would be longer than a signed 64-bit length, both
+    // with *result unchanged. The standard-string forms give "" for both.
     static int64_t BytesToHexString(const unsigned char* data, size_t count, char** result);
     static int64_t BytesToHexString(const unsigned char* data, size_t count, const char* separator, char** result);
     static std::string BytesToHexString(const unsigned char* data, size_t count);

@@ -209,6 +209,33 @@ TEST(COsConverterHex, EveryByteInCapitalsWithTheSeparatorBehindItLastOneTooAndBa
     EXPECT_EQ(COsConverter::BytesToHexString(nullptr, 3, ":"), "");
 }
 
+TEST(COsConverterHex, ACountWhoseTextWouldNotFitTheResultIsRefusedBeforeAnythingIsWritten)
+{
+    const unsigned char data[1] = {0xAB};
+    struct {
+        size_t count;
+        const char* separator;
+    } rows[] = {
+        {SIZE_MAX / 4 + 1, "ab"},                          // 4 * count wraps to 0
+        {SIZE_MAX / 3 + 1, " "},                           // 3 * count wraps to 2
+        {SIZE_MAX / 2 + 1, nullptr},                       // 2 * count wraps to 0
+        {static_cast<size_t>(INT64_MAX) / 2 + 1, ""},      // 2^63 fits the size but not the signed result
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.count);
+        char sentinel[] = "held";
+        char* text = sentinel;
+        EXPECT_EQ(COsConverter::BytesToHexString(data, row.count, row.separator, &text), OS_ERR_OUT_OF_RANGE);
+        EXPECT_EQ(text, sentinel);
+        EXPECT_EQ(COsConverter::BytesToHexString(data, row.count, row.separator), "");
+    }
+    char sentinel[] = "held";
+    char* text = sentinel;
+    EXPECT_EQ(COsConverter::BytesToHexString(data, SIZE_MAX / 3 + 1, &text), OS_ERR_OUT_OF_RANGE);
+    EXPECT_EQ(text, sentinel);
+    EXPECT_EQ(COsConverter::BytesToHexString(data, SIZE_MAX / 3 + 1), "");
+}
+
 TEST(COsConverterHex, TokensMustBeTwoCharactersStartingWithADigit)
 {
     static const char kDefault[] = " ";   // rows with this separator go through the form without one
