@@ -2,6 +2,7 @@
 #include "strings/COsString.h"
 
 #include <cctype>
+#include <climits>
 #include <cstdint>
 #include <cstring>
 #include <string_view>
@@ -14,6 +15,8 @@ using veltrane::text::FoldedCompare;
 namespace {
 
 constexpr size_t kWholeText = SIZE_MAX;
+// The longest text whose length the `int` results can give.
+constexpr size_t kMaxCountedLength = INT_MAX;
 
 size_t SmallerSize(const std::string& first, const std::string& second)
 {
@@ -59,8 +62,8 @@ size_t TrimmedEnd(const std::string& text, const std::string& pattern, bool igno
 // releases the buffer held there only now, after the text (which may be that buffer) has been read.
 int StoreTrimmed(const std::string& trimmed, char** result)
 {
-    COsString::Copy(trimmed.c_str(), trimmed.size(), result);
-    return 0;
+    int copied = COsString::Copy(trimmed.c_str(), trimmed.size(), result);
+    return copied < 0 ? copied : 0;
 }
 
 template <typename MapByte>
@@ -116,7 +119,10 @@ int COsString::Copy(const char* source, size_t count, char** result)
     *result = nullptr;
     if (source == nullptr)
         return OS_ERR_NULL_ARGUMENT;
-    size_t length = veltrane::text::BoundedLength(source, count);
+    // The text is measured no further than one byte past what the result can count.
+    size_t length = veltrane::text::BoundedLength(source, count <= kMaxCountedLength ? count : kMaxCountedLength + 1);
+    if (length > kMaxCountedLength)
+        return OS_ERR_OUT_OF_RANGE;
     char* buffer = new char[length + 1]();
     std::memcpy(buffer, source, length);
     *result = buffer;

@@ -23,7 +23,8 @@ public:
     static int Compare(const std::string& first, const std::string& second, size_t count, bool ignoreCase);
 
     // Releases *result, then stores a new buffer holding the source (at most count bytes of it).
-    // Returns the length copied, or OS_ERR_NULL_ARGUMENT for a null source with *result left null.
+    // Returns the length copied, or with *result left null OS_ERR_NULL_ARGUMENT for a null source and
+    // OS_ERR_OUT_OF_RANGE for a copy longer than 0x7FFFFFFF bytes, which the result cannot count.
     static int Copy(const char* source, char** result);
     static int Copy(const char* source, size_t count, char** result);
     static std::string Copy(const std::string& source);
@@ -35,6 +36,7 @@ public:
     // Removes the space character 0x20, repeatedly, from both ends; tabs and line ends stay.
     static std::string Trim(const std::string& text);
     // Returns 0 or OS_ERR_NULL_ARGUMENT (then *result is left alone); text may be the buffer in *result.
+    // A trimmed text longer than 0x7FFFFFFF bytes gives OS_ERR_OUT_OF_RANGE, as Copy does.
     static int Trim(const char* text, char** result);
 
     // Removes the whole pattern, as a unit and repeatedly, from the start of the text.

@@ -7,6 +7,8 @@
 
 #include <Veltrane.h>
 
+#include "tests/support/LargeMemory.h"
+
 namespace {
 
 using Tokens = std::vector<std::string>;
@@ -89,6 +91,23 @@ TEST(COsStringCopy, CopiesAtMostCountIntoANewBufferAndReleasesTheOldOneFirst)
     EXPECT_EQ(COsString::Copy(text), text);
     EXPECT_EQ(COsString::Copy(text, 4), std::string("ab\0c", 4));
     EXPECT_EQ(COsString::Copy(text, 50), text);
+}
+
+TEST(COsStringCopy, ALengthTheResultCannotCountIsOutOfRangeAndStoresNothing)
+{
+    // 2 GiB + 10 bytes, mapped from one repeated block rather than allocated.
+    const veltrane_test::RepeatedText text(size_t{1} << 31 | 10, 'a');
+    ASSERT_FALSE(text.Empty());
+    char* buffer = nullptr;
+    ASSERT_EQ(COsString::Copy("earlier", &buffer), 7);
+    EXPECT_EQ(COsString::Copy(text.Data(), &buffer), OS_ERR_OUT_OF_RANGE);
+    EXPECT_EQ(buffer, nullptr);
+    EXPECT_EQ(COsString::Copy(text.Data(), text.Length() - 3, &buffer), OS_ERR_OUT_OF_RANGE);
+    EXPECT_EQ(buffer, nullptr);
+    // A count within range copies that much of the same text.
+    EXPECT_EQ(COsString::Copy(text.Data(), 5, &buffer), 5);
+    EXPECT_STREQ(buffer, "aaaaa");
+    delete[] buffer;
 }
 
 TEST(COsStringReplace, InsertedTextIsNeverSearchedAgain)
