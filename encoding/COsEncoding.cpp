@@ -2,6 +2,7 @@
 #include "encoding/COsEncoding.h"
 
 #include <climits>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 
@@ -13,6 +14,8 @@
 namespace {
 
 constexpr size_t kMaxTextUnits = 0x7FFFFFFF;
+// The count of the forms without one: the whole text, up to its terminator.
+constexpr size_t kWholeText = SIZE_MAX;
 
 template <typename Unit>
 int EmptyResult(Unit** result)
@@ -21,36 +24,33 @@ int EmptyResult(Unit** result)
     return 0;
 }
 
-size_t TextLength(const char* text)
+// The length of a text up to its terminator, but no more than `limit` units; no unit past either is read.
+size_t TextLength(const char* text, size_t limit)
 {
-    return std::strlen(text);
+    const void* terminator = std::memchr(text, '\0', limit);
+    return terminator ? static_cast<size_t>(static_cast<const char*>(terminator) - text) : limit;
 }
 
-size_t TextLength(const wchar16* text)
+size_t TextLength(const wchar16* text, size_t limit)
 {
-    return encoding::Utf16Length(text);
+    return encoding::Utf16Length(text, limit);
 }
 
-// The checks that come before every conversion, in their order: null arguments, the length limit,
-// the empty text (which still gets a one-unit buffer). True when the conversion is to go on with
-// `length`; otherwise `status` is the result.
-template <typename Input, typename Output>
-bool PrepareConversion(const Input* text, Output** result, size_t& length, int& status)
+// The checks that come before every conversion, in their order: null arguments, the length limit, the
+// empty text (which still gets a one-unit buffer). Then `convert(length)` converts the text's first
+// `length` units and gives the result. The text is read up to its terminator, or only `count` units of
+// it, and never further than one unit past the longest text that a result can count.
+template <typename Input, typename Output, typename Convert>
+int CheckedConversion(const Input* text, size_t count, Output** result, Convert convert)
 {
-    if (text == nullptr || result == nullptr) {
-        status = OS_ERR_NULL_ARGUMENT;
-        return false;
-    }
-    length = TextLength(text);
-    if (length > kMaxTextUnits) {
-        status = OS_ERR_OUT_OF_RANGE;
-        return false;
-    }
-    if (length == 0) {
-        status = EmptyResult(result);
-        return false;
-    }
-    return true;
+    if (text == nullptr || result == nullptr)
+        return OS_ERR_NULL_ARGUMENT;
+    size_t length = TextLength(text, count <= kMaxTextUnits ? count : kMaxTextUnits + 1);
+    if (length > kMaxTextUnits)
+        return OS_ERR_OUT_OF_RANGE;
+    if (length == 0)
+        return EmptyResult(result);
+    return convert(length);
 }
 
 // A result buffer of `units` units, not cleared: every conversion writes each unit, terminator included.
@@ -62,30 +62,21 @@ std::unique_ptr<Unit[]> NewResultBuffer(size_t units)
     return buffer;
 }
 
-// Measures with a null target, allocates exactly the measured size and converts again into it.
-// `convert(target, capacity)` gives the units needed with the terminator, or 0 on failure.
-template <typename Unit, typename Convert>
-int ConvertInTwoPasses(Convert convert, Unit** result)
+// Converts `length` units of `text` through page `codePage` into a new result buffer: measures with a null
+// target, allocates exactly the measured size and converts again into it.
+template <typename From, typename To>
+int ConvertToResult(unsigned codePage, const From* text, size_t length, To** result)
 {
-    size_t needed = convert(nullptr, 0);
+    size_t needed = encoding::ConvertCodePage(codePage, text, length, static_cast<To*>(nullptr), 0);
     if (needed < 1 || needed > static_cast<size_t>(INT_MAX))
         return OS_ERR_ENCODING;
-    std::unique_ptr<Unit[]> buffer = NewResultBuffer<Unit>(needed);
-    if (convert(buffer.get(), needed) != needed) {
+    std::unique_ptr<To[]> buffer = NewResultBuffer<To>(needed);
+    if (encoding::ConvertCodePage(codePage, text, length, buffer.get(), needed) != needed) {
         *result = nullptr;
         return OS_ERR_ENCODING;
     }
     *result = buffer.release();
     return static_cast<int>(needed);
-}
-
-int DecodeToResult(unsigned codePage, const char* text, size_t length, wchar16** result)
-{
-    return ConvertInTwoPasses<wchar16>(
-        [&](wchar16* target, size_t capacity) {
-            return encoding::DecodeCodePage(codePage, text, length, target, capacity);
-        },
-        result);
 }
 
 // Well-formed UTF-8, nearly every text, is measured by counting its lead bytes, several times faster than
@@ -102,16 +93,21 @@ int DecodeUtf8ToResult(const char* text, size_t length, wchar16** result)
             return static_cast<int>(needed);
         }
     }
-    return DecodeToResult(encoding::kCodePageUtf8, text, length, result);
+    return ConvertToResult(encoding::kCodePageUtf8, text, length, result);
 }
 
-int EncodeToResult(unsigned codePage, const wchar16* text, size_t length, char** result)
+// The two-leg conversions: `firstLeg(&wide)` makes a wide text, `secondLeg(wide)` converts it on as a
+// text of its own. The wide buffer is released on every path, and a failed first leg gives
+// OS_ERR_ENCODING whatever it reported.
+template <typename FirstLeg, typename SecondLeg>
+int ThroughUtf16(FirstLeg firstLeg, SecondLeg secondLeg)
 {
-    return ConvertInTwoPasses<char>(
-        [&](char* target, size_t capacity) {
-            return encoding::EncodeCodePage(codePage, text, length, target, capacity);
-        },
-        result);
+    wchar16* wide = nullptr;
+    int status = firstLeg(&wide);
+    std::unique_ptr<wchar16[]> held(wide);
+    if (status < 0)
+        return OS_ERR_ENCODING;
+    return secondLeg(held.get());
 }
 
 }  // namespace
@@ -128,11 +124,8 @@ unsigned int COsEncoding::GetLangIDValue(const char* codePage)
 
 int COsEncoding::UTF8ToUTF16(const char* text, wchar16** result)
 {
-    size_t length;
-    int status;
-    if (!PrepareConversion(text, result, length, status))
-        return status;
-    return DecodeUtf8ToResult(text, length, result);
+    return CheckedConversion(text, kWholeText, result,
+                             [&](size_t length) { return DecodeUtf8ToResult(text, length, result); });
 }
 
 int COsEncoding::UTF8ToUnicode(const char* text, wchar16** result)
@@ -142,23 +135,15 @@ int COsEncoding::UTF8ToUnicode(const char* text, wchar16** result)
 
 int COsEncoding::UTF16ToUTF8(const wchar16* text, char** result)
 {
-    size_t length;
-    int status;
-    if (!PrepareConversion(text, result, length, status))
-        return status;
-    return EncodeToResult(encoding::kCodePageUtf8, text, length, result);
+    return UTF16ToUTF8(text, kWholeText, result);
 }
 
+// The count is the caller's word: a NUL inside it ends the text, and no unit behind it is read.
 int COsEncoding::UTF16ToUTF8(const wchar16* text, size_t count, char** result)
 {
-    size_t length;
-    int status;
-    if (!PrepareConversion(text, result, length, status))
-        return status;
-    // The count is the caller's word, not clipped to the text: a NUL inside it ends the conversion.
-    std::unique_ptr<wchar16[]> prefix(new wchar16[count + 1]());
-    std::memcpy(prefix.get(), text, count * sizeof(wchar16));
-    return UTF16ToUTF8(prefix.get(), result);
+    return CheckedConversion(text, count, result, [&](size_t length) {
+        return ConvertToResult(encoding::kCodePageUtf8, text, length, result);
+    });
 }
 
 int COsEncoding::UnicodeToUTF8(const wchar16* text, char** result)
@@ -173,65 +158,36 @@ int COsEncoding::UnicodeToUTF8(const wchar16* text, size_t count, char** result)
 
 int COsEncoding::UnicodeToAnsi(const wchar16* text, const char* codePage, char** result)
 {
-    size_t length;
-    int status;
-    if (!PrepareConversion(text, result, length, status))
-        return status;
-    return EncodeToResult(GetLangIDValue(codePage), text, length, result);
+    return CheckedConversion(text, kWholeText, result, [&](size_t length) {
+        return ConvertToResult(GetLangIDValue(codePage), text, length, result);
+    });
 }
 
 int COsEncoding::AnsiToUnicode(const char* text, const char* codePage, wchar16** result)
 {
-    size_t length;
-    int status;
-    if (!PrepareConversion(text, result, length, status))
-        return status;
-    return DecodeToResult(GetLangIDValue(codePage), text, length, result);
+    return CheckedConversion(text, kWholeText, result, [&](size_t length) {
+        return ConvertToResult(GetLangIDValue(codePage), text, length, result);
+    });
 }
 
 int COsEncoding::UTF8ToAnsi(const char* text, const char* codePage, char** result)
 {
-    size_t length;
-    int status;
-    if (!PrepareConversion(text, result, length, status))
-        return status;
-    wchar16* wide = nullptr;
-    if (UTF8ToUTF16(text, &wide) < 0) {
-        delete[] wide;
-        return OS_ERR_ENCODING;  // whatever the first leg reported
-    }
-    status = UnicodeToAnsi(wide, codePage, result);
-    delete[] wide;
-    return status;
+    return CheckedConversion(text, kWholeText, result, [&](size_t length) {
+        return ThroughUtf16([&](wchar16** wide) { return DecodeUtf8ToResult(text, length, wide); },
+                            [&](const wchar16* wide) { return UnicodeToAnsi(wide, codePage, result); });
+    });
 }
 
 int COsEncoding::AnsiToUTF8(const char* text, const char* codePage, char** result)
 {
-    size_t length;
-    int status;
-    if (!PrepareConversion(text, result, length, status))
-        return status;
-    wchar16* wide = nullptr;
-    if (AnsiToUnicode(text, codePage, &wide) < 0) {
-        delete[] wide;
-        return OS_ERR_ENCODING;  // whatever the first leg reported
-    }
-    status = UTF16ToUTF8(wide, result);
-    delete[] wide;
-    return status;
+    return AnsiToUTF8(text, kWholeText, codePage, result);
 }
 
 int COsEncoding::AnsiToUTF8(const char* text, size_t count, const char* codePage, char** result)
 {
-    if (text == nullptr || result == nullptr)
-        return OS_ERR_NULL_ARGUMENT;
-    const void* terminator = std::memchr(text, '\0', count);
-    size_t length = terminator ? static_cast<size_t>(static_cast<const char*>(terminator) - text) : count;
-    if (length > kMaxTextUnits)
-        return OS_ERR_OUT_OF_RANGE;
-    if (length == 0)
-        return EmptyResult(result);
-    std::unique_ptr<char[]> prefix(new char[length + 1]());
-    std::memcpy(prefix.get(), text, length);
-    return AnsiToUTF8(prefix.get(), codePage, result);
+    return CheckedConversion(text, count, result, [&](size_t length) {
+        return ThroughUtf16(
+            [&](wchar16** wide) { return ConvertToResult(GetLangIDValue(codePage), text, length, wide); },
+            [&](const wchar16* wide) { return UTF16ToUTF8(wide, result); });
+    });
 }

@@ -8,13 +8,11 @@
 
 namespace encoding {
 
-// Decodes `length` bytes of page `codePage` and a terminator into `target` (nullptr: only counts), which holds
-// `capacity` units, the size a counting call gave. Gives the units the text needs, terminator included, or 0
-// when the page is not available on this host.
-size_t DecodeCodePage(unsigned codePage, const char* text, size_t length, wchar16* target, size_t capacity);
-
-// Encodes `length` UTF-16 units and a terminator into page `codePage`, with the same rules; a character the
-// page lacks becomes the page's default character.
-size_t EncodeCodePage(unsigned codePage, const wchar16* text, size_t length, char* target, size_t capacity);
+// Converts `length` units of `text` and a terminator into `target` (nullptr: only counts), which holds
+// `capacity` units, the size a counting call gave: bytes of page `codePage` into UTF-16, or UTF-16 into page
+// `codePage`, where a character the page lacks becomes the page's default character. Gives the units the
+// text needs, terminator included, or 0 when the page is not available on this host.
+size_t ConvertCodePage(unsigned codePage, const char* text, size_t length, wchar16* target, size_t capacity);
+size_t ConvertCodePage(unsigned codePage, const wchar16* text, size_t length, char* target, size_t capacity);
 
 }  // namespace encoding

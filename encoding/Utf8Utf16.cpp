@@ -361,11 +361,13 @@ size_t Utf16ToUtf8(const wchar16* text, size_t length, char* target, size_t capa
     return target ? EncodeUtf8(text, length, bytes, capacity) : CountUtf8(text, length);
 }
 
-size_t Utf16Length(const wchar16* text)
+size_t Utf16Length(const wchar16* text, size_t limit)
 {
-    // Four tests per step; each unit is read only after the one before it was found not to end the text.
+    // Four tests per step; each unit is read only after the one before it was found not to end the text,
+    // and no unit at or past the limit is read.
     const wchar16* end = text;
-    for (;;) {
+    size_t left = limit;
+    for (; left >= 4; left -= 4, end += 4) {
         if (end[0] == 0)
             return static_cast<size_t>(end - text);
         if (end[1] == 0)
@@ -374,8 +376,10 @@ size_t Utf16Length(const wchar16* text)
             return static_cast<size_t>(end - text) + 2;
         if (end[3] == 0)
             return static_cast<size_t>(end - text) + 3;
-        end += 4;
     }
+    for (; left != 0 && *end != 0; --left, ++end) {
+    }
+    return static_cast<size_t>(end - text);
 }
 
 size_t Utf16LengthWithin(const wchar16* text, size_t count)

@@ -30,8 +30,8 @@ bool IsWellFormedUtf8(const char* text, size_t length);
 // A lone surrogate becomes U+FFFD.
 size_t Utf16ToUtf8(const wchar16* text, size_t length, char* target, size_t capacity);
 
-// The number of units before the terminator.
-size_t Utf16Length(const wchar16* text);
+// The number of units before the terminator, but no more than `limit`; reads no unit past either.
+size_t Utf16Length(const wchar16* text, size_t limit);
 
 // The number of units before the first 0 among the first `count`, or `count` when none of them is 0.
 size_t Utf16LengthWithin(const wchar16* text, size_t count);

@@ -1,10 +1,13 @@
 // COsEncoding: results and buffers of the conversions, replacement rules, legacy pages, counted forms, limits.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstring>
 #include <string>
 
 #include <Veltrane.h>
+
+#include "tests/support/LargeMemory.h"
 
 namespace {
 
@@ -219,25 +222,62 @@ TEST(COsEncoding, CountedFormsStopAtCountOrTerminator)
     EXPECT_EQ(status, 0);
 }
 
+TEST(COsEncoding, CountedFormsReadNoUnitBehindTheCountWhateverItsSize)
+{
+    // Three units, then a page that faults when read: the count alone must bound the reading.
+    veltrane_test::GuardedBuffer guardedWide(3 * sizeof(wchar16));
+    veltrane_test::GuardedBuffer guardedBytes(3);
+    ASSERT_NE(guardedWide.Data(), nullptr);
+    ASSERT_NE(guardedBytes.Data(), nullptr);
+    auto* wide = static_cast<wchar16*>(guardedWide.Data());
+    auto* bytes = static_cast<char*>(guardedBytes.Data());
+    std::memcpy(wide, u"abc", 3 * sizeof(wchar16));
+    std::memcpy(bytes, "abc", 3);
+    int status = -1;
+    for (size_t count : {size_t{2}, size_t{3}}) {
+        SCOPED_TRACE(count);
+        EXPECT_EQ(Convert<size_t>(&COsEncoding::UTF16ToUTF8, wide, count, status), std::string("abc", count));
+        EXPECT_EQ(status, static_cast<int>(count) + 1);
+        EXPECT_EQ((Convert<size_t, const char*>(&COsEncoding::AnsiToUTF8, bytes, count, "windows-1252", status)),
+                  std::string("abc", count));
+        EXPECT_EQ(status, static_cast<int>(count) + 1);
+    }
+    // A count past the terminator, up to the largest there is, stops at the terminator.
+    EXPECT_EQ(Convert<size_t>(&COsEncoding::UnicodeToUTF8, u"abc", SIZE_MAX, status), "abc");
+    EXPECT_EQ(status, 4);
+    EXPECT_EQ((Convert<size_t, const char*>(&COsEncoding::AnsiToUTF8, "abc", SIZE_MAX, "gb2312", status)), "abc");
+    EXPECT_EQ(status, 4);
+}
+
 TEST(COsEncoding, LengthLimitIsChecked)
 {
-    // 0x7FFFFFFF bytes pass the length test; one more is out of range. The text at the limit then fails
-    // in the measuring pass, because its units and the terminator do not fit the int result.
+    // 0x7FFFFFFF units pass the length test; one more is out of range, for whole and counted texts alike,
+    // in bytes and in UTF-16 units. The texts are one block mapped again and again, not allocated.
     const size_t limit = 0x7FFFFFFF;
-    std::string text(limit + 1, 'a');
+    const veltrane_test::RepeatedText longText(limit + 1, 'a');
+    const veltrane_test::RepeatedText longWide(2 * (limit + 1), 'a');  // units of 0x6161
+    ASSERT_FALSE(longText.Empty());
+    ASSERT_FALSE(longWide.Empty());
+    const char* text = longText.Data();
+    const auto* units = reinterpret_cast<const wchar16*>(longWide.Data());
     char* narrow = kUntouched;
     wchar16* wide = kUntouchedWide;
-    EXPECT_EQ(COsEncoding::UTF8ToUTF16(text.c_str(), &wide), OS_ERR_OUT_OF_RANGE);
-    EXPECT_EQ(COsEncoding::AnsiToUnicode(text.c_str(), nullptr, &wide), OS_ERR_OUT_OF_RANGE);
-    EXPECT_EQ(COsEncoding::UTF8ToAnsi(text.c_str(), "GBK", &narrow), OS_ERR_OUT_OF_RANGE);
-    EXPECT_EQ(COsEncoding::AnsiToUTF8(text.c_str(), "GBK", &narrow), OS_ERR_OUT_OF_RANGE);
-    EXPECT_EQ(COsEncoding::AnsiToUTF8(text.c_str(), limit + 1, "GBK", &narrow), OS_ERR_OUT_OF_RANGE);
+    EXPECT_EQ(COsEncoding::UTF8ToUTF16(text, &wide), OS_ERR_OUT_OF_RANGE);
+    EXPECT_EQ(COsEncoding::AnsiToUnicode(text, nullptr, &wide), OS_ERR_OUT_OF_RANGE);
+    EXPECT_EQ(COsEncoding::UTF8ToAnsi(text, "GBK", &narrow), OS_ERR_OUT_OF_RANGE);
+    EXPECT_EQ(COsEncoding::AnsiToUTF8(text, "GBK", &narrow), OS_ERR_OUT_OF_RANGE);
+    EXPECT_EQ(COsEncoding::AnsiToUTF8(text, limit + 1, "GBK", &narrow), OS_ERR_OUT_OF_RANGE);
+    EXPECT_EQ(COsEncoding::UTF16ToUTF8(units, &narrow), OS_ERR_OUT_OF_RANGE);
+    EXPECT_EQ(COsEncoding::UnicodeToAnsi(units, "GBK", &narrow), OS_ERR_OUT_OF_RANGE);
+    EXPECT_EQ(COsEncoding::UTF16ToUTF8(units, limit + 1, &narrow), OS_ERR_OUT_OF_RANGE);
+    EXPECT_EQ(COsEncoding::UTF16ToUTF8(units, SIZE_MAX, &narrow), OS_ERR_OUT_OF_RANGE);
     // A null out-parameter is reported before the text is measured.
-    EXPECT_EQ(COsEncoding::UTF8ToUTF16(text.c_str(), nullptr), OS_ERR_NULL_ARGUMENT);
+    EXPECT_EQ(COsEncoding::UTF8ToUTF16(text, nullptr), OS_ERR_NULL_ARGUMENT);
 
-    text.resize(limit);
-    EXPECT_EQ(COsEncoding::UTF8ToUTF16(text.c_str(), &wide), OS_ERR_ENCODING);
-    EXPECT_EQ(COsEncoding::AnsiToUnicode(text.c_str(), nullptr, &wide), OS_ERR_ENCODING);
+    // The text at the limit then fails in the measuring pass: its units and the terminator do not fit
+    // the int result.
+    EXPECT_EQ(COsEncoding::UTF8ToUTF16(text + 1, &wide), OS_ERR_ENCODING);
+    EXPECT_EQ(COsEncoding::AnsiToUnicode(text + 1, nullptr, &wide), OS_ERR_ENCODING);
     EXPECT_EQ(narrow, kUntouched);
     EXPECT_EQ(wide, kUntouchedWide);
 }
