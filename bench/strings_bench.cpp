@@ -1,4 +1,5 @@
-// COsString Split, Replace, Compare and TrimEnd on a 10 MiB text, each beside the loop a user would write.
+// COsString Split, Replace, Compare and TrimEnd and stristr on a 10 MiB text, each beside the loop a user
+// would write or the C library's function, and Replace and stristr on texts made to defeat a naive search.
 // Each benchmark times the library and the alternative in the same iteration, alternating their order,
 // and reports the best time of each (library_ms, alternative_ms), their ratio (library / alternative)
 // and the ratio of the mean times (ratio_mean).
@@ -118,6 +119,52 @@ void Replace(benchmark::State& state)
         });
 }
 
+// A text made to defeat a search that compares the pattern at every position: 2 MiB of 'a', and a
+// pattern of 8191 'a' and a 'b', which never occurs but nearly does at every position.
+void ReplaceAdversarial(benchmark::State& state)
+{
+    const std::string text(2u << 20, 'a');
+    const std::string pattern = std::string(8191, 'a') + "b";
+    bench::RunPair(
+        state,
+        [&] {
+            std::string replaced = COsString::Replace(text, pattern, "x");
+            benchmark::DoNotOptimize(replaced.data());
+        },
+        [&] {
+            std::string replaced;
+            replaced.reserve(text.size());
+            size_t position = 0;
+            for (size_t hit = text.find(pattern); hit != std::string::npos; hit = text.find(pattern, position)) {
+                replaced.append(text, position, hit - position);
+                replaced += "x";
+                position = hit + pattern.size();
+            }
+            replaced.append(text, position, std::string::npos);
+            benchmark::DoNotOptimize(replaced.data());
+        });
+}
+
+// stristr beside the C library's case-blind search, strcasestr, on the 10 MiB text with a word it lacks.
+void StristrOrdinary(benchmark::State& state)
+{
+    const std::string& text = Text();
+    const char pattern[] = "QuIcKeSt";
+    bench::RunPair(
+        state, [&] { benchmark::DoNotOptimize(stristr(text.c_str(), pattern)); },
+        [&] { benchmark::DoNotOptimize(strcasestr(text.c_str(), pattern)); });
+}
+
+// The same on 400 KB of 'a' and a pattern of 200 KB of 'A' ending in 'b': every position nearly matches.
+void StristrAdversarial(benchmark::State& state)
+{
+    const std::string text(400000, 'a');
+    const std::string pattern = std::string(199999, 'A') + "b";
+    bench::RunPair(
+        state, [&] { benchmark::DoNotOptimize(stristr(text.c_str(), pattern.c_str())); },
+        [&] { benchmark::DoNotOptimize(strcasestr(text.c_str(), pattern.c_str())); });
+}
+
 void CompareExact(benchmark::State& state)
 {
     const std::string& text = Text();
@@ -194,6 +241,9 @@ void TrimEndIgnoringCase(benchmark::State& state)
 BENCHMARK(SplitWholeSeparator)->Unit(benchmark::kMillisecond);
 BENCHMARK(SplitAnyByteDropEmpty)->Unit(benchmark::kMillisecond);
 BENCHMARK(Replace)->Unit(benchmark::kMillisecond);
+BENCHMARK(ReplaceAdversarial)->Unit(benchmark::kMillisecond);
+BENCHMARK(StristrOrdinary)->Unit(benchmark::kMillisecond);
+BENCHMARK(StristrAdversarial)->Unit(benchmark::kMillisecond);
 BENCHMARK(CompareExact)->Unit(benchmark::kMillisecond);
 BENCHMARK(CompareIgnoringCase)->Unit(benchmark::kMillisecond);
 BENCHMARK(TrimEndExact)->Unit(benchmark::kMillisecond);

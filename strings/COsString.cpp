@@ -143,10 +143,13 @@ std::string COsString::Replace(const std::string& text, const std::string& patte
 {
     if (text.empty() || pattern.empty())
         return text;
+    // A linear search: a text built to make std::string::find compare the whole pattern at every
+    // position costs no more than any other.
+    const veltrane::text::PatternFinder finder(pattern, false);
     std::string replaced;
     replaced.reserve(text.size());
     size_t position = 0;
-    for (size_t hit = text.find(pattern); hit != std::string::npos; hit = text.find(pattern, position)) {
+    for (size_t hit = finder.Find(text, 0); hit != std::string::npos; hit = finder.Find(text, position)) {
         replaced.append(text, position, hit - position);
         replaced.append(replacement);
         // The search goes on in the original text behind the hit, which is where a search behind the

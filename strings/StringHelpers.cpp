@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "strings/TextBytes.h"
 
@@ -84,10 +85,10 @@ char* stristr(const char* text, const char* pattern)
     size_t patternLength = std::strlen(pattern);
     if (textLength == 0 || textLength < patternLength)
         return nullptr;
-    for (size_t start = 0; start + patternLength <= textLength; ++start)
-        if (veltrane::text::FoldedCompare(text + start, pattern, patternLength, patternLength) == 0)
-            return const_cast<char*>(text + start);
-    return nullptr;
+    // Trying the pattern at every position would cost the product of the lengths; this search is linear.
+    const veltrane::text::PatternFinder finder(std::string_view(pattern, patternLength), true);
+    size_t match = finder.Find(std::string_view(text, textLength), 0);
+    return match == std::string_view::npos ? nullptr : const_cast<char*>(text + match);
 }
 
 int compareversion(const char* first, const char* second)

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <optional>
+#include <string>
 #include <string_view>
 
 namespace veltrane::text {
@@ -26,6 +28,30 @@ int ExactCompare(const char* first, const char* second, size_t count);
 // The length of text up to its NUL, but no more than limit; reads no byte past either.
 size_t BoundedLength(const char* text, size_t limit);
 
+// Finds a pattern in texts in time linear in the text and the pattern whatever their bytes, with exact
+// bytes or with the ASCII letters folded. Exact search goes by the first byte and a compare while that
+// costs little, and passes to the two-way search (Crochemore and Perrin) from where it stands once a
+// text makes it compare much more than it advances; folded search is two-way throughout.
+class PatternFinder
+{
+public:
+    PatternFinder(std::string_view pattern, bool ignoreCase);
+
+    // The position of the first match at or behind `from`, or npos; an empty pattern matches at `from`.
+    size_t Find(std::string_view text, size_t from) const;
+
+private:
+    unsigned char Byte(unsigned char byte) const { return m_bIgnoreCase ? FoldAscii(byte) : byte; }
+    size_t FindTwoWay(const unsigned char* text, size_t length, size_t from) const;
+
+    std::string m_szPattern;  // folded when the case is ignored
+    bool m_bIgnoreCase;
+    size_t m_nCritical = 0;   // the pattern's critical factorisation: its right part begins behind here
+    size_t m_nPeriod = 1;
+    size_t m_nMemory = 0;     // what a periodic pattern remembers after a match of its right part
+    size_t m_nShift[256] = {};  // 1 + the last position of each byte in the pattern, 0 for none
+};
+
 // Finds separators in a text: any one byte of the separator, or the separator as a whole string.
 class SeparatorFinder
 {
@@ -42,6 +68,7 @@ private:
     bool m_bWhole;
     size_t m_nStep;
     bool m_bInSet[256] = {};
+    std::optional<PatternFinder> m_Whole;  // for a whole separator of more than one byte
 };
 
 // Calls visit(token) for each token of text between separators, in order, empty tokens included: a text
