@@ -4,8 +4,8 @@
 #include <utility>
 #include <vector>
 
-#include "core/CVeltrane.h"
 #include "filesystem/HostNames.h"
+#include "filesystem/LibraryDirectory.h"
 #include "filesystem/PathRules.h"
 #include "platform/files.h"
 #include "platform/lasterror.h"
@@ -81,7 +81,7 @@ int COsDirectory::GetAbsolutePath(std::string path, std::string& out)
         return textRule;
     const bool absolute = IsAbsoluteOnHost(path, textRule);
 
-    std::string working = absolute ? std::move(path) : CVeltrane::GetInstance()->VeltraneLibDir() + path;
+    std::string working = absolute ? std::move(path) : location::LibraryDirectory() + path;
     if (HasDotSequence(working))
         working = ResolveDots(working);
 
@@ -94,7 +94,7 @@ int COsDirectory::GetAbsolutePath(std::string path, std::string& out)
 bool COsDirectory::DirectoryExist(const std::string& path)
 {
     std::string absolutePath;
-    if (GetAbsolutePath(path, absolutePath) < 0)
+    if (filesystem::PrepareName(path, absolutePath) != 0)
         return false;
     return platform::IsExistingDirectory(absolutePath);
 }

@@ -52,7 +52,8 @@ public:
     // begins with "/" is taken as absolute too. Gives 0.
     static int GetAbsolutePath(std::string path, std::string& out);
 
-    // True when the path, made absolute, names an existing directory.
+    // True when the path, made absolute, names an existing directory; false for a name the host cannot
+    // be given (not UTF-8, or holding a NUL byte).
     static bool DirectoryExist(const std::string& path);
 
     // Makes the directory and every missing directory above it, however deep. True when the directory

@@ -2,9 +2,8 @@
 #include "identity/COsSystem.h"
 
 #include "filesystem/COsDirectory.h"
-#include "filesystem/PathRules.h"
+#include "filesystem/LibraryDirectory.h"
 #include "identity/MachineIdentity.h"
-#include "platform/dynlib.h"
 #include "platform/sysinfo.h"
 
 namespace {
@@ -47,12 +46,7 @@ std::string COsSystem::GetPCUniqueCode()
 
 std::string COsSystem::GetVeltraneLibDir()
 {
-    std::string directory;
-    COsDirectory::GetDirectory(platform::LibraryFilePath(), directory);
-    directory = pathrules::ToForwardSlashes(directory, true);
-    if (directory.empty())
-        COsDirectory::GetDirectory(COsDirectory::GetCurrentModuleFileName(), directory);
-    return directory;
+    return location::LibraryDirectory();
 }
 
 std::string COsSystem::GetMachineName()

@@ -13,7 +13,8 @@ std::string LibraryFilePath();
 // failure, with the last error set to kErrorModuleNotFound.
 void* OpenLibrary(const std::string& path);
 
-// The address of `name` in `library`, null with the last error kErrorProcNotFound when it is missing.
+// The address of `name` in `library` (not null), null with the last error kErrorProcNotFound when it is
+// missing.
 void* FindSymbol(void* library, const char* name);
 
 // Releases one load of `library`; false (last error kErrorModuleNotFound) when the host refuses.

@@ -2,9 +2,11 @@
 // resolution on the text within its capacity, separators in normal form.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include <Veltrane.h>
@@ -73,5 +75,37 @@ TEST(COsDirectoryDirectoryExist, TellsDirectoriesFromFilesAndTakesRelativeNamesF
     std::filesystem::remove(inLibrary);
 
     std::filesystem::current_path(previous);
+
+    // Cut at its NUL, each name would be an existing directory.
+    for (const std::string& named : {root.string() + std::string("\0/no/such/dir", 13), root.string() + '\0',
+                                     std::string("\0", 1)}) {
+        EXPECT_FALSE(COsDirectory::DirectoryExist(named));
+    }
     std::filesystem::remove_all(root);
+}
+
+TEST(COsDirectoryGetAbsolutePath, RelativeNamesNeedNoFacadeSoItsEndInAnotherThreadLeavesThemWhole)
+{
+    // The facade is made and ended over and over while names are made absolute; a name that went through
+    // the facade would read its directory from an object another thread is freeing.
+    const std::string expected = COsSystem::GetVeltraneLibDir() + "data/x.txt";
+    ASSERT_EQ(expected.front(), '/');
+    std::atomic<bool> done{false};
+    std::thread facadeOwner([&done] {
+        for (int round = 0; round < 300 && !done; ++round) {
+            CVeltrane::GetInstance();
+            CVeltrane::FreeInstance();
+        }
+    });
+    int wrong = 0;
+    for (int round = 0; round < 20000; ++round) {
+        std::string out;
+        if (COsDirectory::GetAbsolutePath("data/x.txt", out) != 0 || out != expected)
+            ++wrong;
+    }
+    done = true;
+    facadeOwner.join();
+    EXPECT_EQ(wrong, 0);
+    EXPECT_EQ(CVeltrane::GetInstance()->VeltraneLibDir(), COsSystem::GetVeltraneLibDir());
+    CVeltrane::FreeInstance();
 }

@@ -40,3 +40,26 @@ TEST(COsLibrary, RelativeNameIsTakenFromTheLibraryDirectoryNotTheCurrentOneOrThe
         EXPECT_EQ(COsLibrary::GetErrorNo(), 126) << missing;
     }
 }
+
+TEST(COsLibrary, NamesWithANulAndANullLibraryFindNothing)
+{
+    // Cut at the NUL, the name would load the sample library; the symbol name would find its function.
+    const std::string sample = CVeltrane::GetInstance()->VeltraneLibDir() + kSampleFileName;
+    for (const std::string& name : {sample + std::string("\0/elsewhere/evil.so", 19), std::string(kSampleFileName) + '\0'}) {
+        HINSTANCE library = COsLibrary::LoadLib(name);
+        EXPECT_EQ(library, nullptr) << name.c_str();
+        COsLibrary::FreeLib(library);
+    }
+
+    HINSTANCE library = COsLibrary::LoadLib(sample);
+    ASSERT_NE(library, nullptr);
+    EXPECT_EQ(COsLibrary::GetProcAddr(library, std::string("veltrane_sample_answer\0x", 24)), nullptr);
+    EXPECT_EQ(COsLibrary::GetErrorNo(), 127);
+    EXPECT_TRUE(COsLibrary::FreeLib(library));
+
+    // Without a library nothing is found, not even what every process has loaded.
+    for (const char* name : {"system", "malloc", "veltrane_sample_answer"}) {
+        EXPECT_EQ(COsLibrary::GetProcAddr(nullptr, name), nullptr) << name;
+        EXPECT_EQ(COsLibrary::GetErrorNo(), 127) << name;
+    }
+}
