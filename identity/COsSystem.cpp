@@ -10,12 +10,6 @@ namespace {
 
 const char kUnknownSystem[] = "Unknown Operating System";
 
-// Kernels name 64-bit machines with a "64" (x86_64, aarch64, ppc64le, riscv64), except IBM's s390x.
-bool IsSixtyFourBitMachine(const std::string& machine)
-{
-    return machine.find("64") != std::string::npos || machine == "s390x";
-}
-
 }  // namespace
 
 std::string COsSystem::GetSystemVersion()
@@ -36,12 +30,12 @@ std::string COsSystem::GetGCCVersion()
 
 uint32_t COsSystem::GetSystemBits()
 {
-    return IsSixtyFourBitMachine(platform::MachineArchitecture()) ? 64 : 32;
+    return platform::SystemBits();
 }
 
 std::string COsSystem::GetPCUniqueCode()
 {
-    return identity::ComposeMachineIdentity(identity::BoardSerialQuery(), identity::ProcessorIdQuery());
+    return identity::ComposeMachineIdentity(platform::BoardSerialQuery(), platform::ProcessorIdQuery());
 }
 
 std::string COsSystem::GetVeltraneLibDir()

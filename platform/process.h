@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace platform {
 
@@ -12,13 +13,22 @@ uint32_t CurrentProcessId();
 // The full path of the process's executable as the kernel names it, "" when it cannot be read.
 std::string ExecutablePath();
 
-// Runs `commandLine` through the host's shell with standard output and standard error on one pipe
-// (standard input is the caller's), waits up to `waitMilliseconds` for the child to end, then makes one
-// read of at most `capacity` bytes that waits no longer than `readMilliseconds` for the first output.
-// A child still running after the read is killed with everything it started, and every child is
-// reaped: the call never leaves a process or a descriptor behind. False when the pipe, the child or
-// the read failed; an empty `output` with true means the child wrote nothing in time.
-bool RunAndReadOnce(const std::string& commandLine, unsigned waitMilliseconds, unsigned readMilliseconds,
+// A program for a child process: the absolute path of its file and its arguments, the program's own
+// name not among them.
+struct ChildProgram {
+    std::string path;
+    std::vector<std::string> arguments;
+};
+
+// Runs `program` from its absolute path, never found through a search, with a fixed minimal environment
+// of the library's own instead of the caller's (standard input stays the caller's, standard output and
+// standard error go to one pipe), waits up to `waitMilliseconds` for the child to end, then makes one read
+// of at most `capacity` bytes that waits no longer than `readMilliseconds` for the first output. A child
+// still running after the read is ended with everything it started, and every child is reaped: the call
+// never leaves a process or a descriptor behind. False when the path is not absolute or the pipe, the
+// child or the read failed; an empty `output` with true means the child wrote nothing in time.
+// Host notes: POSIX gives the child PATH=/usr/bin:/bin and LC_ALL=C and nothing else.
+bool RunAndReadOnce(const ChildProgram& program, unsigned waitMilliseconds, unsigned readMilliseconds,
                     size_t capacity, std::string& output);
 
 }  // namespace platform

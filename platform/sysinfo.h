@@ -1,7 +1,10 @@
-// What the host says about itself: its system, its processor word, its name and the toolchain.
+// What the host says about itself: its system, its word width, its name, the toolchain, and the two
+// questions that identify its machine.
 #pragma once
 
 #include <string>
+
+#include "platform/process.h"
 
 namespace platform {
 
@@ -9,13 +12,31 @@ namespace platform {
 // (bookworm) Linux 6.1.0-18-amd64"), the kernel alone without a distribution, "" when neither is known.
 std::string OperatingSystemName();
 
-// The kernel's machine name ("x86_64", "aarch64", "i686"), "" when it cannot be read.
-std::string MachineArchitecture();
+// The width of the system's native word: 64 on a 64-bit system (whatever this process's own width),
+// else 32.
+unsigned SystemBits();
 
 // The machine's whole host name, "" when it cannot be read.
 std::string HostName();
 
 // The compiler and C++ runtime that built the library ("GCC 12.2.0 - libstdc++ 20230112").
 std::string BuildToolchainName();
+
+// One question about the machine that a child program answers: its output holds the column name, and
+// the value stands behind it (the first occurrence counts). The program is run by RunAndReadOnce.
+struct MachineQuery {
+    ChildProgram program;
+    std::string columnName;
+};
+
+// The serial number of the machine's board, under the column "SerialNumber". A host that keeps it
+// unreadable still answers the column, with an empty value.
+MachineQuery BoardSerialQuery();
+
+// The identity of the machine's processors, one value per physical processor, under the column
+// "ProcessorId".
+// Host notes: Linux gives each package's CPUID signature (family, model and stepping as in EAX of leaf 1)
+// in eight hexadecimal digits, read from /proc/cpuinfo.
+MachineQuery ProcessorIdQuery();
 
 }  // namespace platform

@@ -1,6 +1,7 @@
 // platform/posix/process.cpp — /proc/self/exe, and children started with posix_spawn on a pipe.
 // The child gets its own process group, so that a shell's grandchildren die with it; the parent
-// closes its copy of the write end, so a read never waits on a writer the parent itself holds.
+// closes its copy of the write end, so a read never waits on a writer the parent itself holds. The
+// child is the file at its absolute path and sees a fixed environment, never the caller's.
 #include "platform/process.h"
 
 #include <errno.h>
@@ -13,8 +14,6 @@
 #include <unistd.h>
 
 #include <vector>
-
-extern char** environ;
 
 namespace platform {
 
@@ -97,7 +96,12 @@ bool ReadOnce(int descriptor, unsigned milliseconds, size_t capacity, std::strin
     return true;
 }
 
-bool SpawnShell(const std::string& commandLine, int writeEnd, pid_t& child)
+// What every child gets instead of the caller's environment: a caller's PATH, locale or shell start-up
+// variables must not choose what runs or what it prints.
+char kSearchPath[] = "PATH=/usr/bin:/bin";
+char kLocale[] = "LC_ALL=C";
+
+bool Spawn(const ChildProgram& program, int writeEnd, pid_t& child)
 {
     posix_spawn_file_actions_t actions;
     posix_spawnattr_t attributes;
@@ -113,16 +117,32 @@ bool SpawnShell(const std::string& commandLine, int writeEnd, pid_t& child)
                     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP) == 0;
     bool started = false;
     if (prepared) {
-        char shell[] = "/bin/sh";
-        char option[] = "-c";
-        std::vector<char> command(commandLine.begin(), commandLine.end());
-        command.push_back('\0');
-        char* arguments[] = {shell, option, command.data(), nullptr};
-        started = ::posix_spawn(&child, shell, &actions, &attributes, arguments, environ) == 0;
+        std::vector<std::string> texts;
+        texts.reserve(program.arguments.size() + 1);
+        texts.push_back(program.path);
+        texts.insert(texts.end(), program.arguments.begin(), program.arguments.end());
+        std::vector<char*> arguments;
+        for (std::string& text : texts)
+            arguments.push_back(text.data());
+        arguments.push_back(nullptr);
+        char* environment[] = {kSearchPath, kLocale, nullptr};
+        // posix_spawn, unlike posix_spawnp, never searches: the path is the file that runs.
+        started = ::posix_spawn(&child, program.path.c_str(), &actions, &attributes, arguments.data(), environment) == 0;
     }
     posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     return started;
+}
+
+// A path the child can be started from: absolute, and without a NUL that would cut it or an argument.
+bool Runnable(const ChildProgram& program)
+{
+    if (program.path.empty() || program.path[0] != '/' || program.path.find('\0') != std::string::npos)
+        return false;
+    for (const std::string& argument : program.arguments)
+        if (argument.find('\0') != std::string::npos)
+            return false;
+    return true;
 }
 
 }  // namespace
@@ -145,9 +165,11 @@ std::string ExecutablePath()
     }
 }
 
-bool RunAndReadOnce(const std::string& commandLine, unsigned waitMilliseconds, unsigned readMilliseconds,
+bool RunAndReadOnce(const ChildProgram& program, unsigned waitMilliseconds, unsigned readMilliseconds,
                     size_t capacity, std::string& output)
 {
+    if (!Runnable(program))
+        return false;
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0)
         return false;
@@ -155,7 +177,7 @@ bool RunAndReadOnce(const std::string& commandLine, unsigned waitMilliseconds, u
     Descriptor writeEnd(ends[1]);
 
     pid_t child = 0;
-    if (!SpawnShell(commandLine, writeEnd.Get(), child))
+    if (!Spawn(program, writeEnd.Get(), child))
         return false;
     writeEnd.Close();
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -15,11 +16,17 @@
 
 namespace {
 
-using identity::ColumnQuery;
+using platform::MachineQuery;
 
-ColumnQuery Printing(const std::string& printfText, const std::string& column)
+// A query answered by the shell, run from its fixed path like any child program.
+MachineQuery Shell(const std::string& script, const std::string& column)
 {
-    return {"printf '" + printfText + "'", column};
+    return {{"/bin/sh", {"-c", script}}, column};
+}
+
+MachineQuery Printing(const std::string& printfText, const std::string& column)
+{
+    return Shell("printf '" + printfText + "'", column);
 }
 
 // A unique directory under the temporary directory, removed with the fixture.
@@ -76,25 +83,25 @@ TEST(MachineIdentityColumn, ValueBehindFirstColumnNameWithBlanksAndLineEndsRemov
 
 TEST_F(ChildFiles, ComposeJoinsBothValuesAndRunsTheProcessorQueryOnlyAfterTheBoard)
 {
-    const ColumnQuery processor = Printing("ProcessorId\\n00FF\\n", "ProcessorId");
+    const MachineQuery processor = Printing("ProcessorId\\n00FF\\n", "ProcessorId");
     struct {
-        ColumnQuery board, processor;
+        MachineQuery board, processor;
         std::string identity;
     } rows[] = {
         {Printing("SerialNumber  \\r\\r\\nABC 123  \\r\\r\\n", "SerialNumber"), processor,
          "mode:Windows;baseBoardSN:ABC123;processorId:00FF"},
         {Printing("SerialNumber\\n", "SerialNumber"), processor, "mode:Windows;baseBoardSN:;processorId:00FF"},
         // Standard error goes to the same pipe.
-        {{"echo SerialNumber S1 >&2", "SerialNumber"}, {"echo ProcessorId P1", "ProcessorId"},
+        {Shell("echo SerialNumber S1 >&2", "SerialNumber"), Shell("echo ProcessorId P1", "ProcessorId"),
          "mode:Windows;baseBoardSN:S1;processorId:P1"},
         {Printing("SerialNumber A\\n", "SerialNumber"), Printing("no column\\n", "ProcessorId"), ""},
     };
     for (const auto& row : rows)
-        EXPECT_EQ(identity::ComposeMachineIdentity(row.board, row.processor), row.identity) << row.board.commandLine;
+        EXPECT_EQ(identity::ComposeMachineIdentity(row.board, row.processor), row.identity) << row.board.program.arguments.back();
 
     // A failed board query gives the empty text before the processor query runs.
     const std::string marker = File("processor-ran");
-    const ColumnQuery touching{"touch '" + marker + "'; echo ProcessorId 00FF", "ProcessorId"};
+    const MachineQuery touching = Shell("touch '" + marker + "'; echo ProcessorId 00FF", "ProcessorId");
     EXPECT_EQ(identity::ComposeMachineIdentity(Printing("Nothing here\\n", "SerialNumber"), touching), "");
     EXPECT_FALSE(std::filesystem::exists(marker));
     EXPECT_EQ(identity::ComposeMachineIdentity(Printing("SerialNumber A\\n", "SerialNumber"), touching),
@@ -108,12 +115,12 @@ TEST_F(ChildFiles, SilentHangingOrLongChildrenAreReadOnceNeitherHangTheCallerNor
     const int descriptorsBefore = veltrane_test::OpenDescriptorCount();
     auto start = std::chrono::steady_clock::now();
     std::string value = "kept";
-    EXPECT_FALSE(identity::RunColumnQuery({"true", "SerialNumber"}, value));
-    EXPECT_FALSE(identity::RunColumnQuery({"exit 3", "SerialNumber"}, value));
+    EXPECT_FALSE(identity::RunColumnQuery(Shell("true", "SerialNumber"), value));
+    EXPECT_FALSE(identity::RunColumnQuery(Shell("exit 3", "SerialNumber"), value));
     EXPECT_LT(SecondsSince(start), 1.0) << "a silent child that ends gives no value at once";
 
     start = std::chrono::steady_clock::now();
-    EXPECT_FALSE(identity::RunColumnQuery({"echo $$ > '" + pidFile + "'; exec sleep 30", "SerialNumber"}, value));
+    EXPECT_FALSE(identity::RunColumnQuery(Shell("echo $$ > '" + pidFile + "'; exec sleep 30", "SerialNumber"), value));
     EXPECT_LT(SecondsSince(start), 3.0);
     EXPECT_EQ(value, "kept");
     std::string pid, grandchild;
@@ -125,7 +132,7 @@ TEST_F(ChildFiles, SilentHangingOrLongChildrenAreReadOnceNeitherHangTheCallerNor
     // whole group lets nothing linger.
     start = std::chrono::steady_clock::now();
     EXPECT_TRUE(identity::RunColumnQuery(
-        {"sleep 30 & echo $! > '" + pidFile + "'; printf 'SerialNumber A'; sleep 2; printf B; wait", "SerialNumber"},
+        Shell("sleep 30 & echo $! > '" + pidFile + "'; printf 'SerialNumber A'; sleep 2; printf B; wait", "SerialNumber"),
         value));
     EXPECT_LT(SecondsSince(start), 1.9);
     EXPECT_EQ(value, "A");
@@ -141,9 +148,63 @@ TEST_F(ChildFiles, SilentHangingOrLongChildrenAreReadOnceNeitherHangTheCallerNor
 
     // Only the first read counts, and it takes at most 10000 bytes.
     ASSERT_TRUE(identity::RunColumnQuery(
-        {"printf 'SerialNumber '; head -c 20000 /dev/zero | tr '\\000' x", "SerialNumber"}, value));
+        Shell("printf 'SerialNumber '; head -c 20000 /dev/zero | tr '\\000' x", "SerialNumber"), value));
     EXPECT_EQ(value, std::string(10000 - 13, 'x'));
     EXPECT_EQ(veltrane_test::OpenDescriptorCount(), descriptorsBefore);
+}
+
+// Programs of the caller's choosing, in a directory put first on PATH and made the current directory:
+// each would leave a marker and answer both columns with INJECTED.
+class PlantedPrograms : public ChildFiles {
+protected:
+    PlantedPrograms()
+    {
+        for (const char* name : {"awk", "mawk", "gawk", "sh", "cat", "printf", "env"}) {
+            const std::string path = File(name);
+            std::ofstream(path) << "#!/bin/sh\ntouch '" << File("ran") << "'\necho SerialNumber INJECTED ProcessorId INJECTED\n";
+            std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+        }
+        const char* path = std::getenv("PATH");
+        m_szPath = path ? path : "";
+        ::setenv("PATH", (m_Directory.string() + ":" + m_szPath).c_str(), 1);
+        ::setenv("VELTRANE_TEST_SECRET", "leaked", 1);
+        m_Previous = std::filesystem::current_path();
+        std::filesystem::current_path(m_Directory);
+    }
+    ~PlantedPrograms() override
+    {
+        std::filesystem::current_path(m_Previous);
+        ::setenv("PATH", m_szPath.c_str(), 1);
+        ::unsetenv("VELTRANE_TEST_SECRET");
+    }
+    std::string m_szPath;
+    std::filesystem::path m_Previous;
+};
+
+TEST_F(PlantedPrograms, TheIdentityQueriesRunFixedProgramsWithTheirOwnEnvironment)
+{
+    const std::string code = COsSystem::GetPCUniqueCode();
+    EXPECT_EQ(code.find("INJECTED"), std::string::npos) << code;
+    EXPECT_EQ(code.rfind("mode:Windows;baseBoardSN:", 0), 0u) << code;
+    EXPECT_FALSE(std::filesystem::exists(File("ran")));
+
+    // A child sees neither the caller's variables nor the caller's PATH.
+    std::string value;
+    ASSERT_TRUE(identity::RunColumnQuery(Shell("echo SerialNumber \"[$VELTRANE_TEST_SECRET]\"; echo \"$PATH\"", "SerialNumber"), value));
+    EXPECT_EQ(value.find("leaked"), std::string::npos) << value;
+    EXPECT_EQ(value.rfind("[]", 0), 0u) << value;
+    EXPECT_EQ(value.find(m_Directory.string()), std::string::npos) << value;
+    ASSERT_TRUE(identity::RunColumnQuery(Shell("echo SerialNumber; awk 'BEGIN { print 7 }'", "SerialNumber"), value));
+    EXPECT_EQ(value, "7");
+    EXPECT_FALSE(std::filesystem::exists(File("ran")));
+
+    // A program named without an absolute path is never looked for, neither on PATH nor here.
+    value = "kept";
+    for (const char* program : {"sh", "./sh", ""})
+        EXPECT_FALSE(identity::RunColumnQuery({{program, {"-c", "echo SerialNumber A"}}, "SerialNumber"}, value)) << program;
+    EXPECT_FALSE(identity::RunColumnQuery({{"/bin/sh", {"-c", std::string("echo SerialNumber A\0", 21)}}, "SerialNumber"}, value));
+    EXPECT_EQ(value, "kept");
+    EXPECT_FALSE(std::filesystem::exists(File("ran")));
 }
 
 TEST(COsSystemGetPCUniqueCode, ThisHostAnswersWithBothLabels)
