@@ -1,7 +1,7 @@
 // Blocks: growable raw memory behind a 12-byte header ("BDSG", capacity, length).
 #pragma once
 
-#include "core/Types.h"
+#include "Types.h"
 
 // Gives a block of at least `size` bytes (capacity rounded up to whole KiB), keeping the contents of
 // `block` (null makes a new one). The pointer may move. Null, with `block` left as it was, when memory

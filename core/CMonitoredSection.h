@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "core/Types.h"
+#include "Types.h"
 
 class VELTRANE_API CMonitoredSection
 {

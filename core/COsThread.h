@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <new>
 
-#include "core/CMonitoredSection.h"
-#include "core/Types.h"
-#include "core/WindowsTypes.h"
+#include "CMonitoredSection.h"
+#include "Types.h"
+#include "WindowsTypes.h"
 
 // Thread priorities from highest to lowest. The type is an int, so that any level a caller passes, one above
 // PRIORITY_IDLE included, is a value that the library can read and map.

@@ -1,7 +1,7 @@
 // COsThreadTpl: a COsThread whose run and close are member functions of an object of class T.
 #pragma once
 
-#include "core/COsThread.h"
+#include "COsThread.h"
 
 template <class T>
 class COsThreadTpl : public COsThread

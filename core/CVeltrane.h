@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string>
 
-#include "core/CMonitoredSection.h"
-#include "core/Types.h"
+#include "CMonitoredSection.h"
+#include "Types.h"
 
 class VELTRANE_API CVeltrane
 {

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "core/Types.h"
+#include "Types.h"
 
 typedef void* HANDLE;
 typedef void* HINSTANCE;

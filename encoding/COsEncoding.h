@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-#include "core/Types.h"
+#include "../core/Types.h"
 
 // Every conversion stores a new buffer (array new, zero-terminated, released by the caller with delete[])
 // into its out-parameter without looking at what the parameter held, and returns the units written with

@@ -3,9 +3,9 @@
 
 #include <string>
 
-#include "core/Types.h"
-#include "core/WindowsTypes.h"
-#include "time/COsSystemTime.h"
+#include "../core/Types.h"
+#include "../core/WindowsTypes.h"
+#include "../time/COsSystemTime.h"
 
 // The cursor of one directory enumeration and the description of its current entry; the caller owns
 // it. Names and paths are UTF-8 in the library's normal form, each cut to 1023 bytes and terminated.

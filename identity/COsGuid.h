@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "core/Types.h"
+#include "../core/Types.h"
 
 class VELTRANE_API COsGuid
 {

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string>
 
-#include "core/Types.h"
-#include "core/WindowsTypes.h"
+#include "../core/Types.h"
+#include "../core/WindowsTypes.h"
 
 class VELTRANE_API COsLibrary
 {

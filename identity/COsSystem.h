@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "core/Types.h"
+#include "../core/Types.h"
 
 // What the Windows naming decision reads of a Windows machine's version information. A value-initialised
 // record (_S_WindowsVersion{}) has every field 0 and every flag false.

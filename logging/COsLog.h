@@ -6,9 +6,9 @@
 #include <deque>
 #include <string>
 
-#include "core/CMonitoredSection.h"
-#include "core/COsThreadTpl.h"
-#include "core/Types.h"
+#include "../core/CMonitoredSection.h"
+#include "../core/COsThreadTpl.h"
+#include "../core/Types.h"
 
 class COsSocket;
 

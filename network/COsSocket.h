@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <string>
 
-#include "core/CMonitoredSection.h"
-#include "core/Types.h"
-#include "core/WindowsTypes.h"
+#include "../core/CMonitoredSection.h"
+#include "../core/Types.h"
+#include "../core/WindowsTypes.h"
 
 enum ESocketType : int32_t
 {

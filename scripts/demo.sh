@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Builds the library, the demonstration program (tools/veltrane) and the log viewer, and runs the
-# demonstration with the arguments given (--viewer-wait MS: time for a viewer to attach before the ping).
+# Builds the library, the demonstration program (tools/veltrane) and the log viewer
+# (build/demo/tools/veltrane-logviewer), and runs the demonstration with the arguments given
+# (--viewer-wait MS: time for a viewer to attach before the ping).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh

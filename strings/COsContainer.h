@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "core/Types.h"
+#include "../core/Types.h"
 
 // Every non-null element of the vectors here is a buffer made with new[] that the vector owns.
 class VELTRANE_API COsContainer

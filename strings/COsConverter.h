@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "core/Types.h"
+#include "../core/Types.h"
 
 // The text-to-number operations return true on success and write their target only then. The scaling
 // operations take a scale of 0 to 8 decimal places (OS_ERR_OUT_OF_RANGE above, target unwritten). The

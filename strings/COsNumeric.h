@@ -1,7 +1,7 @@
 // COsNumeric: comparisons of doubles with a fixed absolute tolerance of 1e-10.
 #pragma once
 
-#include "core/Types.h"
+#include "../core/Types.h"
 
 // Every test is made on d = a - b (or on x) against +/-1e-10, whatever the size of the operands. A NaN
 // makes every strict test false, and so IsGreaterEqual and IsLessEqual true.

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "core/Types.h"
+#include "../core/Types.h"
 
 // Text is bytes throughout: no operation here knows an encoding. The `const char*` forms hand their text
 // back in a buffer made with new[], zero-terminated, that the caller releases with delete[]; the incoming

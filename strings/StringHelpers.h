@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-#include "core/Types.h"
+#include "../core/Types.h"
 
 // Copies source into target, terminator included, writing at most size bytes. Gives 0 when it fit; -1
 // when it did not (the target then holds the first size - 1 bytes and a terminator); -2 for a null target;

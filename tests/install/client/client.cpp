@@ -1,8 +1,18 @@
 // A client of the installed library: it links, loads and gets real answers across the boundary.
+// VELTRANE_CLIENT_PREFIXED picks the <veltrane/...> spelling of the include; VELTRANE_CLIENT_STANDARD
+// is the C++ standard the client was built for, which the library's flags must leave as it is.
+#ifdef VELTRANE_CLIENT_PREFIXED
+#include <veltrane/Veltrane.h>
+#else
 #include <Veltrane.h>
+#endif
 
 #include <cstdio>
 #include <string>
+
+#ifdef VELTRANE_CLIENT_STANDARD
+static_assert(__cplusplus >= VELTRANE_CLIENT_STANDARD, "the library's flags changed the client's C++ standard");
+#endif
 
 int main()
 {
@@ -21,6 +31,6 @@ int main()
         std::printf("client: unexpected answers (guid '%s', length %d, capacity %d)\n", guid.c_str(), length, capacity);
         return 1;
     }
-    std::printf("client: ok (%s)\n", guid.c_str());
+    std::printf("client: ok (%s, C++ %ld)\n", guid.c_str(), static_cast<long>(__cplusplus));
     return 0;
 }
