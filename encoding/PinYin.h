@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "core/Types.h"
+#include "../core/Types.h"
 
 // Letters from the readings are upper case; a character with several readings gives each letter once, in
 // the order its readings list them. The readings come from Unicode's Unihan database (docs/pinyin.md).
