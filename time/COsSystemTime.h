@@ -7,8 +7,8 @@
 #include <ctime>
 #include <string>
 
-#include "core/Types.h"
-#include "core/WindowsTypes.h"
+#include "../core/Types.h"
+#include "../core/WindowsTypes.h"
 
 // A calendar time in the machine's local wall-clock time, with no zone of its own, fields in the order
 // of the system's SYSTEMTIME. The comparisons walk year, month, day, hour, minute, second and
