@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "core/Types.h"
+#include "../core/Types.h"
 
 // One record of the list: one usable address and its adapter. The caller allocates it; each text is
 // zero-filled behind its end.

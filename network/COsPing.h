@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <string>
 
-#include "core/Types.h"
-#include "core/WindowsTypes.h"
-#include "network/COsSocket.h"
+#include "../core/Types.h"
+#include "../core/WindowsTypes.h"
+#include "COsSocket.h"
 
 class VELTRANE_API COsPing
 {
