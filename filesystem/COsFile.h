@@ -6,10 +6,10 @@
 #include <cstdio>
 #include <string>
 
-#include "core/Types.h"
-#include "encoding/ETextFormat.h"
-#include "filesystem/COsDirectory.h"
-#include "time/COsSystemTime.h"
+#include "../core/Types.h"
+#include "../encoding/ETextFormat.h"
+#include "COsDirectory.h"
+#include "../time/COsSystemTime.h"
 
 // A relative name is taken from the library's directory. Names that are not well-formed UTF-8, or that
 // hold a NUL byte, cannot be converted: the operations refuse them as they refuse any name the system

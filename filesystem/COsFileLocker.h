@@ -3,7 +3,7 @@
 
 #include <cstdio>
 
-#include "core/Types.h"
+#include "../core/Types.h"
 
 // While one stream holds the lock, COsFile::Write of the same file, and LockFile through any other stream
 // of it, wait: in this process and in others. The lock belongs to the stream: call LockFile and UnLockFile
