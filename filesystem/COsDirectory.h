@@ -1,4 +1,5 @@
-// COsDirectory: path arithmetic on UTF-8 text and the library's one absolute form of a path.
+// COsDirectory: path arithmetic on UTF-8 text, the library's one absolute form of a path, the creation of
+// directories, the enumeration of a directory's entries and the removal of directories and trees.
 #pragma once
 
 #include <string>
@@ -61,9 +62,55 @@ public:
     // a failure stay. Only "/" splits the path into its levels.
     static bool CreateDirectoryA(const std::string& path);
 
+    // Starts an enumeration of the entries of `directory` (relative names are taken from the library's
+    // directory) whose names match `filter` ("*" any run of characters, "?" one character, in exact case on
+    // this host; "*.*" every name; a filter may lead with directories of its own). Fills the record with the
+    // first entry; "." and ".." are never handed out. False when nothing matches or the directory cannot be
+    // read (hFind is INVALID_HANDLE_VALUE), and also when only "." and ".." match, as in an empty directory
+    // (hFind is open). Every enumeration that got as far as the search ends with FindClose, after a false
+    // result too; a caller starts from a cleared record (`_S_FileData record{};`). A symbolic link is
+    // described as itself: never a directory, with its own times.
+    static bool FindFirstFileA(const std::string& directory, const std::string& filter, _S_FileData& record);
+    // The same with the filter "*".
+    static bool FindFirstFileA(const std::string& directory, _S_FileData& record);
+    // Moves the record to the next entry. False at the end, or for a name that cannot be converted; the
+    // record then keeps the last entry's texts and the search stays open until FindClose.
+    static bool FindNextFileA(_S_FileData& record);
+    // Ends the record's search. hFind keeps its value, which then stands for no search: a second FindClose
+    // does nothing.
+    static void FindClose(_S_FileData& record);
+
+    // The creation and last write times of the record's entry as local time; they read no file. Where the
+    // file system keeps no creation time, the creation time is the last write time.
+    static bool GetDirectoryCreateTime(const _S_FileData& record, _STSystemTime& out);
+    static bool GetDirectoryLastWriteTime(const _S_FileData& record, _STSystemTime& out);
+
+    // The number of files (not directories) listed by the pattern `path` + "*" whose full name, `path`
+    // followed by the entry's name, contains `prefix` anywhere, in exact case: "C:/logs/" looks in that
+    // directory, "C:/logs/app" at the names that begin with "app". 0 for a missing directory,
+    // OS_ERR_ENCODING for a path that cannot be converted. It only reads.
+    static int GetFileNumHaveSamePrefix(const std::string& path, const std::string& prefix);
+
+    // Removes an empty directory. False for a directory with entries, a missing one, or a symbolic link
+    // (which stays).
+    static bool DeleteDirectory(const std::string& path);
+
+    // Removes everything below the directory and keeps the directory. False at the first read-only file
+    // (which is not touched) or removal that fails; what was removed before stays removed. A missing or
+    // unreadable directory gives true. Symbolic links below it are removed as links, never followed, and
+    // nothing outside the directory is ever removed, even when its entries are swapped for links meanwhile.
+    static bool CleanDirectory(const std::string& path);
+
 private:
     // Makes one directory whose parent exists; something of that name already there counts as success.
     static bool CreateDir(const std::string& path);
+
+    // Brings the record's name, full path, directory flag and times into line with its find data; false,
+    // with an empty name, when the record has no search.
+    static bool UpdateDescriptor(_S_FileData& record);
+
+    // Removes everything below the absolute directory `path`, as CleanDirectory tells.
+    static bool DeleteTree(const std::string& path);
 
     COsDirectory() {}
     ~COsDirectory() {}

@@ -8,6 +8,9 @@ namespace platform {
 constexpr uint32_t kErrorFileNotFound = 2;
 constexpr uint32_t kErrorPathNotFound = 3;
 constexpr uint32_t kErrorAccessDenied = 5;
+constexpr uint32_t kErrorNoMoreFiles = 18;
+constexpr uint32_t kErrorInvalidParameter = 87;
+constexpr uint32_t kErrorDiskFull = 112;
 constexpr uint32_t kErrorBufferOverflow = 111;
 constexpr uint32_t kErrorModuleNotFound = 126;
 constexpr uint32_t kErrorProcNotFound = 127;

@@ -15,42 +15,12 @@
 
 #include "core/WindowsTypes.h"
 #include "platform/lasterror.h"
+#include "platform/posix/file_status.h"
 
 namespace platform {
 namespace {
 
-constexpr uint32_t kErrorInvalidParameter = 87;
-constexpr uint32_t kErrorDiskFull = 112;
 constexpr uint32_t kErrorNotRegular = 1920;  // ERROR_CANT_ACCESS_FILE: the name is there, but not as a file
-
-// The Windows number of a file system errno, as the library's last error reports it.
-void SetLastErrorFromErrno(int error)
-{
-    switch (error) {
-    case ENOENT:
-        SetLastError(kErrorFileNotFound);
-        break;
-    case ENOTDIR:
-        SetLastError(kErrorPathNotFound);
-        break;
-    case EEXIST:
-        SetLastError(kErrorAlreadyExists);
-        break;
-    case ENAMETOOLONG:
-        SetLastError(kErrorFilenameTooLong);
-        break;
-    case ENOSPC:
-    case EDQUOT:
-        SetLastError(kErrorDiskFull);
-        break;
-    case EINVAL:
-        SetLastError(kErrorInvalidParameter);
-        break;
-    default:
-        SetLastError(kErrorAccessDenied);  // EACCES, EPERM, EROFS, EISDIR, ETXTBSY and the rest
-        break;
-    }
-}
 
 // Closes a descriptor on every path; release() hands it on.
 class Descriptor
@@ -150,14 +120,6 @@ bool SetRangeLock(int descriptor, short type, uint64_t offset, uint64_t length)
     if (result != 0)
         SetLastErrorFromErrno(errno);
     return result == 0;
-}
-
-// The name's last segment, which decides "hidden" on this host.
-bool IsHiddenName(const std::string& path)
-{
-    size_t slash = path.find_last_of('/');
-    size_t start = slash == std::string::npos ? 0 : slash + 1;
-    return start < path.size() && path[start] == '.';
 }
 
 // One request of the system carries less than 1 GiB: some kernels take no more at once.
@@ -401,14 +363,7 @@ bool ReadAttributes(const std::string& path, uint32_t& attributes)
         SetLastErrorFromErrno(errno);
         return false;
     }
-    uint32_t bits = 0;
-    if (S_ISDIR(status.st_mode))
-        bits |= FILE_ATTRIBUTE_DIRECTORY;
-    if ((status.st_mode & S_IWUSR) == 0)
-        bits |= FILE_ATTRIBUTE_READONLY;
-    if (IsHiddenName(path))
-        bits |= FILE_ATTRIBUTE_HIDDEN;
-    attributes = bits == 0 ? FILE_ATTRIBUTE_NORMAL : bits;
+    attributes = AttributesOf(status.st_mode, path.c_str());
     return true;
 }
 

@@ -1,0 +1,375 @@
+// The enumeration of COsDirectory on the real file system: what a walk hands out and how a record describes
+// it, the wildcards, searches that find nothing, handles that stand for no search, names and paths that do
+// not fit the record, walks over a directory that changes, and the count of files whose name holds a text.
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <Veltrane.h>
+
+#include "tests/support/ProcessCounts.h"
+#include "tests/support/TempDir.h"
+#include "tests/time/TimeTestSupport.h"
+
+namespace fs = std::filesystem;
+using veltrane_test::TempDir;
+using veltrane_test::Text;
+using veltrane_test::WriteBytes;
+
+namespace {
+
+// The names a whole walk hands out, sorted; every record of the walk is checked against `directory`.
+std::vector<std::string> Walk(const std::string& directory, const std::string& filter)
+{
+    std::vector<std::string> names;
+    _S_FileData record{};
+    for (bool found = COsDirectory::FindFirstFileA(directory, filter, record); found;
+         found = COsDirectory::FindNextFileA(record))
+        names.push_back(record.szFileName);
+    COsDirectory::FindClose(record);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// Sets a file's access and write times (seconds since 1970 UTC and nanoseconds), without following a link.
+void SetTimes(const std::string& path, time_t accessSeconds, long accessNanoseconds, time_t writeSeconds,
+              long writeNanoseconds)
+{
+    const struct timespec times[2] = {{accessSeconds, accessNanoseconds}, {writeSeconds, writeNanoseconds}};
+    ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW), 0) << path;
+}
+
+}  // namespace
+
+TEST(COsDirectoryFind, HandsOutEveryEntryOnceWithoutTheDotsAndDescribesIt)
+{
+    TempDir dir;
+    WriteBytes(dir / "a.txt", "hello");
+    WriteBytes(dir / ".hidden", "");
+    WriteBytes(dir / "locked.txt", "x");
+    fs::permissions(dir / "locked.txt", fs::perms::owner_read | fs::perms::group_read);
+    fs::create_directory(dir / "sub");
+    SetTimes(dir / "a.txt", 1577934245, 6000000, 1623760496, 789000000);  // 2020-01-02 03:04:05.006, 2021-06-15 12:34:56.789
+
+    std::map<std::string, _S_FileData> seen;
+    _S_FileData record{};
+    {
+        veltrane_test::TimeZoneScope zone("UTC0");
+        for (bool found = COsDirectory::FindFirstFileA(dir.path().string(), record); found;
+             found = COsDirectory::FindNextFileA(record)) {
+            EXPECT_EQ(seen.count(record.szFileName), 0u) << record.szFileName;
+            seen[record.szFileName] = record;
+        }
+    }
+    COsDirectory::FindClose(record);
+
+    ASSERT_EQ(seen.size(), 4u);
+    for (const auto& [name, entry] : seen) {
+        EXPECT_EQ(std::string(entry.szDirectory), dir.path().string());
+        EXPECT_EQ(std::string(entry.szFullPath), dir / name);
+        EXPECT_EQ(entry.bDirectory, name == "sub" ? 1 : 0) << name;
+    }
+    const _S_FileData& text = seen["a.txt"];
+    EXPECT_EQ(Text(text.stWriteTime), "2021-06-15 12:34:56.789 w2");
+    EXPECT_EQ(Text(text.stAccessTime), "2020-01-02 03:04:05.006 w4");
+    EXPECT_EQ(text.findData.nFileSizeLow, 5u);
+    EXPECT_EQ(text.findData.dwFileAttributes, FILE_ATTRIBUTE_NORMAL);
+    EXPECT_EQ(std::u16string(text.findData.cFileName), u"a.txt");
+    EXPECT_NE(seen[".hidden"].findData.dwFileAttributes & FILE_ATTRIBUTE_HIDDEN, 0u);
+    EXPECT_NE(seen["locked.txt"].findData.dwFileAttributes & FILE_ATTRIBUTE_READONLY, 0u);
+    EXPECT_NE(seen["sub"].findData.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY, 0u);
+
+    // The directory times are those of the find data, as the file times are; the creation time is the
+    // birth time where the file system keeps one (now, not the write time set above), else the write time.
+    _STSystemTime created;
+    _STSystemTime written;
+    {
+        veltrane_test::TimeZoneScope zone("UTC0");
+        EXPECT_TRUE(COsDirectory::GetDirectoryLastWriteTime(text, written));
+        EXPECT_TRUE(COsDirectory::GetDirectoryCreateTime(text, created));
+    }
+    EXPECT_EQ(Text(written), "2021-06-15 12:34:56.789 w2");
+    _STSystemTime now = COsSystemTime::GetSystemTime();
+    EXPECT_TRUE(Text(created) == Text(written) || created.wYear == now.wYear || created.wYear + 1 == now.wYear)
+        << Text(created);
+}
+
+TEST(COsDirectoryFind, WildcardsOfTheLastSegmentMatchCharactersInExactCase)
+{
+    TempDir dir;
+    const std::vector<std::string> names = {"a.txt", "A.TXT", "ab.txt", "b.txt.bak", "noext", ".hidden",
+                                            "\xC3\xA9.txt",                 // é.txt: one character, two bytes
+                                            "\xE6\x97\xA5\xE5\xBF\x97.txt"};  // 日志.txt: two characters
+    for (const std::string& name : names)
+        WriteBytes(dir / name, "");
+    const std::string e = "\xC3\xA9.txt";
+    const std::string rizhi = "\xE6\x97\xA5\xE5\xBF\x97.txt";
+
+    struct Row {
+        const char* filter;
+        std::vector<std::string> expected;
+    };
+    std::vector<Row> rows = {
+        {"*.txt", {"a.txt", "ab.txt", e, rizhi}},
+        {"*.TXT", {"A.TXT"}},
+        {"?.txt", {"a.txt", e}},
+        {"??.txt", {"ab.txt", rizhi}},
+        {"???.txt", {}},
+        {"a*", {"a.txt", "ab.txt"}},
+        {"a**t", {"a.txt", "ab.txt"}},
+        {"*.t?t", {"a.txt", "ab.txt", e, rizhi}},
+        {"*x*", {"a.txt", "ab.txt", "b.txt.bak", "noext", e, rizhi}},
+        {"*.bak", {"b.txt.bak"}},
+        {".*", {".hidden"}},
+        {"noext", {"noext"}},
+        {"NOEXT", {}},
+        {"*?", names},
+        {"*.*", names},  // every name, also those without a dot, as on Windows
+        {"*", names},
+    };
+    for (Row& row : rows) {
+        std::sort(row.expected.begin(), row.expected.end());
+        EXPECT_EQ(Walk(dir.path().string(), row.filter), row.expected) << row.filter;
+    }
+}
+
+TEST(COsDirectoryFind, FindsNothingWithAnOpenSearchOrWithout)
+{
+    TempDir dir;
+    fs::create_directory(dir / "empty");
+
+    // Only "." and ".." match: false, but the search is open and FindClose ends it.
+    _S_FileData record{};
+    EXPECT_FALSE(COsDirectory::FindFirstFileA(dir / "empty", record));
+    EXPECT_NE(record.hFind, INVALID_HANDLE_VALUE);
+    EXPECT_FALSE(COsDirectory::FindNextFileA(record));
+    COsDirectory::FindClose(record);
+
+    // Nothing matches, or there is no such directory, or the directory is a file: no search at all.
+    WriteBytes(dir / "file", "");
+    for (const std::string& directory : {dir / "missing", dir / "empty", dir / "file"}) {
+        _S_FileData none{};
+        std::strcpy(none.szFileName, "stale");
+        EXPECT_FALSE(COsDirectory::FindFirstFileA(directory, "*.txt", none)) << directory;
+        EXPECT_EQ(none.hFind, INVALID_HANDLE_VALUE);
+        EXPECT_STREQ(none.szFileName, "");
+        EXPECT_FALSE(COsDirectory::FindNextFileA(none));
+        COsDirectory::FindClose(none);
+    }
+
+    // A directory or filter that cannot be handed to the system leaves the record's handle as it came.
+    _S_FileData refused{};
+    refused.hFind = INVALID_HANDLE_VALUE;
+    EXPECT_FALSE(COsDirectory::FindFirstFileA(dir / "bad\xFF", refused));
+    EXPECT_FALSE(COsDirectory::FindFirstFileA(dir.path().string(), std::string("a\0b", 3), refused));
+    EXPECT_EQ(refused.hFind, INVALID_HANDLE_VALUE);
+}
+
+TEST(COsDirectoryFind, AClosedStaleOrMadeUpHandleIsRefusedNotFollowed)
+{
+    TempDir dir;
+    for (int i = 0; i < 3; ++i)
+        WriteBytes(dir / ("f" + std::to_string(i)), "");
+    const int descriptors = veltrane_test::OpenDescriptorCount();
+
+    _S_FileData record{};
+    ASSERT_TRUE(COsDirectory::FindFirstFileA(dir.path().string(), record));
+    const HANDLE closed = record.hFind;
+    COsDirectory::FindClose(record);
+    EXPECT_EQ(record.hFind, closed);  // the value stays, and stands for nothing now
+    EXPECT_FALSE(COsDirectory::FindNextFileA(record));
+    COsDirectory::FindClose(record);  // a second close does nothing
+    EXPECT_EQ(veltrane_test::OpenDescriptorCount(), descriptors);
+
+    // A new search does not answer to the old value, though it may reuse what stood behind it.
+    _S_FileData fresh{};
+    ASSERT_TRUE(COsDirectory::FindFirstFileA(dir.path().string(), fresh));
+    EXPECT_NE(fresh.hFind, closed);
+    EXPECT_FALSE(COsDirectory::FindNextFileA(record));
+    COsDirectory::FindClose(record);
+    EXPECT_TRUE(COsDirectory::FindNextFileA(fresh));  // the stale close above did not end this one
+    COsDirectory::FindClose(fresh);
+
+    // Values a record that was never cleared might hold.
+    for (uintptr_t value : {uintptr_t{0}, uintptr_t{1}, uintptr_t{0x12345678}, reinterpret_cast<uintptr_t>(&record),
+                            ~uintptr_t{1}, (uintptr_t{1} << 32) | 1}) {
+        _S_FileData garbage{};
+        garbage.hFind = reinterpret_cast<HANDLE>(value);
+        EXPECT_FALSE(COsDirectory::FindNextFileA(garbage)) << value;
+        COsDirectory::FindClose(garbage);
+    }
+    EXPECT_EQ(veltrane_test::OpenDescriptorCount(), descriptors);
+}
+
+TEST(COsDirectoryFind, RelativeDirectoriesAndFiltersWithDirectoriesStartAtTheLibraryDirectory)
+{
+    const std::string libraryDirectory = CVeltrane::GetInstance()->VeltraneLibDir();
+    const std::string relative = "veltrane-walk-" + COsGuid::NewGuid();
+    struct Cleanup {
+        std::string path;
+        ~Cleanup() { fs::remove_all(path); }
+    } cleanup{libraryDirectory + relative};
+    fs::create_directories(cleanup.path + "/sub");
+    WriteBytes(cleanup.path + "/sub/a.txt", "");
+
+    struct Row {
+        std::string directory;
+        std::string filter;
+        std::string fullPath;  // of the one entry found
+    };
+    const std::vector<Row> rows = {
+        {relative + "/sub", "*.txt", libraryDirectory + relative + "/sub/a.txt"},
+        {relative + "/sub/", "*", libraryDirectory + relative + "/sub/a.txt"},  // one "/" before the name
+        {relative, "sub/*.txt", libraryDirectory + relative + "/a.txt"},        // the filter's directory is not
+        {"", relative + "/sub/a.txt", libraryDirectory + "a.txt"},              // in szDirectory
+    };
+    for (const Row& row : rows) {
+        _S_FileData record{};
+        ASSERT_TRUE(COsDirectory::FindFirstFileA(row.directory, row.filter, record)) << row.directory << row.filter;
+        EXPECT_STREQ(record.szFileName, "a.txt");
+        EXPECT_EQ(std::string(record.szFullPath), row.fullPath);
+        EXPECT_FALSE(COsDirectory::FindNextFileA(record));
+        COsDirectory::FindClose(record);
+    }
+}
+
+TEST(COsDirectoryFind, TextsLongerThanTheRecordAreCutWithATerminator)
+{
+    TempDir dir;
+    // Five levels of 200 bytes: a directory of more than 1024 bytes, which only the record cannot hold.
+    std::string deep = dir.path().string();
+    for (int level = 0; level < 5; ++level)
+        deep += "/" + std::string(200, static_cast<char>('a' + level));
+    fs::create_directories(deep);
+    const std::string name(250, 'n');
+    WriteBytes(deep + "/" + name, "");
+
+    _S_FileData record{};
+    std::memset(record.szDirectory, 'x', sizeof record.szDirectory);
+    ASSERT_TRUE(COsDirectory::FindFirstFileA(deep, record));
+    EXPECT_EQ(std::string(record.szFileName), name);
+    EXPECT_EQ(std::string(record.szDirectory), deep.substr(0, 1023));
+    EXPECT_EQ(std::string(record.szFullPath), (deep + "/" + name).substr(0, 1023));
+    COsDirectory::FindClose(record);
+
+    // The same name below a short directory fits whole.
+    WriteBytes(dir / name, "");
+    EXPECT_EQ(Walk(dir.path().string(), "n*"), std::vector<std::string>{name});
+}
+
+TEST(COsDirectoryFind, ANameThatIsNotUtf8IsHandedOutWithReplacementCharacters)
+{
+    TempDir dir;
+    WriteBytes(dir / "bad\xFF.txt", "");
+    EXPECT_EQ(Walk(dir.path().string(), "*"), std::vector<std::string>{"bad\xEF\xBF\xBD.txt"});
+    EXPECT_EQ(Walk(dir.path().string(), "bad?.txt"), std::vector<std::string>{"bad\xEF\xBF\xBD.txt"});
+}
+
+TEST(COsDirectoryFind, AWalkOverADirectoryThatGrowsOrVanishesEnds)
+{
+    TempDir dir;
+    constexpr int kFiles = 1500;  // more than one reading of the directory
+    for (int i = 0; i < kFiles; ++i)
+        WriteBytes(dir / ("old-" + std::to_string(i)), "");
+
+    // Grows: every entry that was there is found once, none twice, and the walk ends.
+    std::map<std::string, int> seen;
+    _S_FileData record{};
+    bool found = COsDirectory::FindFirstFileA(dir.path().string(), record);
+    for (int i = 0; i < kFiles; ++i)
+        WriteBytes(dir / ("new-" + std::to_string(i)), "");
+    for (int steps = 0; found && steps < 4 * kFiles; ++steps) {
+        ++seen[record.szFileName];
+        found = COsDirectory::FindNextFileA(record);
+    }
+    EXPECT_FALSE(found);
+    COsDirectory::FindClose(record);
+    int old = 0;
+    for (const auto& [name, count] : seen) {
+        EXPECT_EQ(count, 1) << name;
+        old += name.rfind("old-", 0) == 0 ? 1 : 0;
+    }
+    EXPECT_EQ(old, kFiles);
+
+    // Vanishes part-way: the walk ends without an entry that is gone by the time it is looked at.
+    _S_FileData vanishing{};
+    ASSERT_TRUE(COsDirectory::FindFirstFileA(dir.path().string(), vanishing));
+    fs::remove_all(dir.path());
+    int after = 0;
+    while (COsDirectory::FindNextFileA(vanishing) && after < 4 * kFiles)
+        ++after;
+    EXPECT_LT(after, 2 * kFiles);
+    EXPECT_FALSE(COsDirectory::FindNextFileA(vanishing));
+    COsDirectory::FindClose(vanishing);
+}
+
+TEST(COsDirectoryFind, SymbolicLinksAreDescribedAsThemselvesSoLoopsEnd)
+{
+    TempDir dir;
+    fs::create_directory(dir / "real");
+    fs::create_directory_symlink(dir.path(), dir / "real/up");  // a loop back to the top
+    fs::create_symlink("self", dir / "self");                     // a link to itself
+    WriteBytes(dir / "real/f", "");
+
+    // A walk that enters every directory it is shown would never end if links counted as directories.
+    std::vector<std::string> pending = {dir.path().string()};
+    std::vector<std::string> files;
+    while (!pending.empty() && files.size() < 100) {
+        const std::string directory = pending.back();
+        pending.pop_back();
+        _S_FileData record{};
+        for (bool found = COsDirectory::FindFirstFileA(directory, record); found;
+             found = COsDirectory::FindNextFileA(record)) {
+            if (record.bDirectory)
+                pending.push_back(record.szFullPath);
+            else
+                files.push_back(record.szFullPath);
+            if (std::string(record.szFileName) == "up" || std::string(record.szFileName) == "self") {
+                EXPECT_NE(record.findData.dwFileAttributes & 0x400, 0u);  // FILE_ATTRIBUTE_REPARSE_POINT
+            }
+        }
+        COsDirectory::FindClose(record);
+    }
+    std::sort(files.begin(), files.end());
+    EXPECT_EQ(files, (std::vector<std::string>{dir / "real/f", dir / "real/up", dir / "self"}));
+}
+
+TEST(COsDirectoryGetFileNumHaveSamePrefix, CountsFilesWhoseFullNameHoldsTheText)
+{
+    TempDir dir;
+    for (const char* directory : {"logs", "apps"}) {
+        fs::create_directories(dir / (std::string(directory) + "/app3"));
+        for (const char* name : {"app1.log", "app2.log", "other.log"})
+            WriteBytes(dir / (std::string(directory) + "/" + name), "");
+    }
+    struct Row {
+        std::string path;
+        std::string prefix;
+        int count;
+    };
+    const std::vector<Row> rows = {
+        {dir / "logs/", "app", 2},
+        {dir / "apps/", "app", 3},        // the text stands in the directory part of every name
+        {dir / "logs/app", "", 2},        // the names that begin with "app", directories left out
+        {dir / "logs/", "APP", 0},        // exact case
+        {dir / "logs/", "2.lo", 1},       // anywhere in the name
+        {dir / "logs", "logs", 0},        // the parent's entries that begin with "logs": the directory only
+        {dir / "missing/", "app", 0},
+        {dir / "logs/", std::string("ap\0p", 4), 2},  // the text counts up to its NUL
+        {dir / "bad\xFF/", "app", OS_ERR_ENCODING},
+    };
+    for (const Row& row : rows)
+        EXPECT_EQ(COsDirectory::GetFileNumHaveSamePrefix(row.path, row.prefix), row.count) << row.path << row.prefix;
+    EXPECT_EQ(Walk(dir / "logs", "*").size(), 4u);  // it only reads
+}
