@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <chrono>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -485,18 +484,12 @@ void ShowFiles()
     }
     COsFile::SetAttributes(renamed, 0);
 
-    // A record as an enumeration fills it: the write time is the file's own, taken here through
-    // std::filesystem and turned into a FILETIME (100-ns ticks since 1601, UTC).
+    // The journal's record as an enumeration fills it, found with a wildcard in its directory.
     _S_FileData record{};
-    std::snprintf(record.szFullPath, sizeof record.szFullPath, "%s", journal.c_str());
-    const auto fileTime = std::filesystem::last_write_time(journal);
-    const auto systemTime = std::chrono::system_clock::now() +
-                            std::chrono::duration_cast<std::chrono::system_clock::duration>(
-                                fileTime - std::filesystem::file_time_type::clock::now());
-    const long long ticks =
-        std::chrono::duration_cast<std::chrono::microseconds>(systemTime.time_since_epoch()).count() * 10 +
-        116444736000000000LL;
-    record.findData.ftLastWriteTime = {static_cast<uint32_t>(ticks), static_cast<uint32_t>(ticks >> 32)};
+    const std::string journalDirectory = root + "/\xE6\x97\xA5\xE5\xBF\x97";
+    bool found = COsDirectory::FindFirstFileA(journalDirectory, "r?sum*.txt", record);
+    std::printf("  FindFirstFileA(\"%s\", \"r?sum*.txt\")  %s: '%s'\n", journalDirectory.substr(root.size() + 1).c_str(),
+                YesNo(found), record.szFileName);
     _STSystemTime writeTime;
     COsFile::GetFileLastWriteTime(record, writeTime);
     std::printf("  GetFileLastWriteTime(journal's record)  %s local time\n",
@@ -505,13 +498,19 @@ void ShowFiles()
     std::printf("  GetFileVersion(journal's record)       %s: a text file has no version resource\n",
                 YesNo(COsFile::GetFileVersion(record, version)));
 #ifdef VELTRANE_DEMO_PE
-    std::snprintf(record.szFullPath, sizeof record.szFullPath, "%s", VELTRANE_DEMO_PE);
-    const bool found = COsFile::GetFileVersion(record, version);
+    COsDirectory::FindClose(record);
+    std::string demoPe = VELTRANE_DEMO_PE;
+    std::string peDirectory;
+    std::string peName;
+    COsDirectory::GetDirectory(demoPe, peDirectory);
+    COsDirectory::GetFileName(demoPe, peName);
+    found = COsDirectory::FindFirstFileA(peDirectory, peName, record) && COsFile::GetFileVersion(record, version);
     std::printf("  GetFileVersion(demo-versioned.exe)     %s, '%s' (the table its first translation names)\n",
                 YesNo(found), version.c_str());
 #else
     std::printf("  (no PE file to read a version from: the mingw-w64 tools were not found at build time)\n");
 #endif
+    COsDirectory::FindClose(record);
 
     // A UTF-16 file with its byte order mark, read back as UTF-8 by detection.
     const std::string wide = root + "/utf16.txt";
@@ -521,10 +520,28 @@ void ShowFiles()
     COsFile::GetFileContent(wide, TextFormatAuto, nullptr, text);
     std::printf("  GetFileContent(utf16.txt, TextFormatAuto)  '%s'\n", text.c_str());
 
-    std::printf("  Delete(journal) %s, Delete(renamed) %s, Delete(utf16.txt) %s\n", YesNo(COsFile::Delete(journal)),
-                YesNo(COsFile::Delete(renamed)), YesNo(COsFile::Delete(wide)));
-    std::error_code ignored;
-    std::filesystem::remove_all(root, ignored);
+    std::printf("  Delete(renamed) %s\n", YesNo(COsFile::Delete(renamed)));
+
+    // A listing with a wildcard, a count, and the tree removed.
+    for (int i = 1; i <= 3; ++i) {
+        const std::string log = "entry " + std::to_string(i) + "\n";
+        COsFile::Write(root + "/logs/app" + std::to_string(i) + ".log", "wb", log.data(), log.size(), written);
+    }
+    COsFile::Write(root + "/logs/other.txt", "wb", nullptr, 0, written);
+    COsDirectory::CreateDirectoryA(root + "/logs/app-archive");
+    std::printf("  FindFirstFileA/FindNextFileA(\"logs\", \"app*\"):\n");
+    int listed = 0;
+    for (found = COsDirectory::FindFirstFileA(root + "/logs", "app*", record); found;
+         found = COsDirectory::FindNextFileA(record), ++listed)
+        std::printf("    %-12s %-9s %s\n", record.szFileName, record.bDirectory ? "directory" : "file",
+                    COsSystemTime::TimeToString(record.stWriteTime).c_str());
+    COsDirectory::FindClose(record);
+    std::printf("  %d entries match; GetFileNumHaveSamePrefix(\"logs/app\", \"\") counts the files: %d\n", listed,
+                COsDirectory::GetFileNumHaveSamePrefix(root + "/logs/app", ""));
+    std::printf("  DeleteDirectory(\"logs\") %s: it is not empty\n", YesNo(COsDirectory::DeleteDirectory(root + "/logs")));
+    const bool cleaned = COsDirectory::CleanDirectory(root);
+    std::printf("  CleanDirectory(root) %s, then DeleteDirectory(root) %s\n", YesNo(cleaned),
+                YesNo(COsDirectory::DeleteDirectory(root)));
 }
 
 int main(int argc, char** argv)
