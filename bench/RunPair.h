@@ -7,9 +7,10 @@
 
 namespace bench {
 
-// Times library() and alternative() once each per iteration and reports both and their ratio.
-template <typename Library, typename Alternative>
-void RunPair(benchmark::State& state, Library library, Alternative alternative)
+// Times library() and alternative() once each per iteration, each after an untimed setup() (for work
+// that consumes what it works on, as a removal does), and reports both and their ratio.
+template <typename Setup, typename Library, typename Alternative>
+void RunPairPrepared(benchmark::State& state, Setup setup, Library library, Alternative alternative)
 {
     double librarySeconds = 0;
     double alternativeSeconds = 0;
@@ -19,6 +20,9 @@ void RunPair(benchmark::State& state, Library library, Alternative alternative)
     for (auto _ : state) {
         for (int turn = 0; turn < 2; ++turn) {
             bool runLibrary = (turn == 0) == libraryFirst;
+            state.PauseTiming();
+            setup();
+            state.ResumeTiming();
             std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
             if (runLibrary)
                 library();
@@ -36,6 +40,14 @@ void RunPair(benchmark::State& state, Library library, Alternative alternative)
     state.counters["alternative_ms"] = alternativeBest * 1000;
     state.counters["ratio"] = libraryBest / alternativeBest;
     state.counters["ratio_mean"] = librarySeconds / alternativeSeconds;
+}
+
+// Times library() and alternative() once each per iteration, in alternating order, and reports both and
+// their ratio.
+template <typename Library, typename Alternative>
+void RunPair(benchmark::State& state, Library library, Alternative alternative)
+{
+    RunPairPrepared(state, [] {}, library, alternative);
 }
 
 }  // namespace bench
