@@ -53,10 +53,12 @@ void EndSearch(HANDLE search);
 
 // Removes the entry `name` of the directory that `search` lists, through that open directory. A file,
 // a link (itself, never what it points at) or any other entry but a directory: a directory gives false.
+// An entry that is gone already counts as removed.
 bool RemoveFileBelow(HANDLE search, const std::string& name);
 
 // Removes the empty directory `name` of the directory that `search` lists, through that open directory.
-// A directory with entries, a link or anything else gives false.
+// A directory with entries, a link or anything else gives false; one that is gone already counts as
+// removed.
 bool RemoveDirectoryBelow(HANDLE search, const std::string& name);
 
 // Removes the empty directory `path`. A directory with entries gives false, and so does a symbolic link,

@@ -354,7 +354,8 @@ bool RemoveFileBelow(HANDLE handle, const std::string& name)
     Search* search = FindSearch(handle);
     if (search == nullptr)
         return false;
-    if (::unlinkat(search->descriptor, name.c_str(), 0) == 0)
+    // Gone already (another remover got there first): the caller's aim, its absence, holds.
+    if (::unlinkat(search->descriptor, name.c_str(), 0) == 0 || errno == ENOENT)
         return true;
     SetLastErrorFromErrno(errno);
     return false;
@@ -365,7 +366,7 @@ bool RemoveDirectoryBelow(HANDLE handle, const std::string& name)
     Search* search = FindSearch(handle);
     if (search == nullptr)
         return false;
-    if (::unlinkat(search->descriptor, name.c_str(), AT_REMOVEDIR) == 0)
+    if (::unlinkat(search->descriptor, name.c_str(), AT_REMOVEDIR) == 0 || errno == ENOENT)
         return true;
     SetLastErrorFromErrno(errno);
     return false;
