@@ -72,8 +72,10 @@ TEST(DirectorySearch, RemovesThroughTheOpenDirectoryWhereverItWasMoved)
     WriteBytes(dir / "a/f", "");
 
     EXPECT_TRUE(platform::RemoveFileBelow(search, "f"));
+    EXPECT_FALSE(platform::RemoveFileBelow(search, "sub"));  // never a directory
     EXPECT_TRUE(platform::RemoveDirectoryBelow(search, "sub"));
-    EXPECT_FALSE(platform::RemoveFileBelow(search, "sub"));  // gone, and never a directory
+    EXPECT_TRUE(platform::RemoveFileBelow(search, "sub"));  // gone already: counts as removed
+    EXPECT_TRUE(platform::RemoveDirectoryBelow(search, "sub"));
     platform::EndSearch(search);
     EXPECT_FALSE(fs::exists(dir / "b/f"));
     EXPECT_FALSE(fs::exists(dir / "b/sub"));
