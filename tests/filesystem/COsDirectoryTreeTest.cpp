@@ -34,31 +34,6 @@ size_t EntryCount(const fs::path& directory)
     return static_cast<size_t>(std::distance(fs::directory_iterator(directory), fs::directory_iterator()));
 }
 
-// Files that must outlive every removal: a directory of them beside the tree.
-class Outside
-{
-public:
-    explicit Outside(const TempDir& dir) : m_path(dir / "outside")
-    {
-        fs::create_directories(m_path + "/inner");
-        for (int i = 0; i < 5; ++i)
-            WriteBytes(m_path + "/keep-" + std::to_string(i), "k");
-        WriteBytes(m_path + "/inner/keep", "k");
-    }
-    const std::string& path() const { return m_path; }
-    bool Intact() const
-    {
-        for (int i = 0; i < 5; ++i) {
-            if (!fs::exists(m_path + "/keep-" + std::to_string(i)))
-                return false;
-        }
-        return fs::exists(m_path + "/inner/keep");
-    }
-
-private:
-    std::string m_path;
-};
-
 // Runs `body` on a thread of its own that has given up the capabilities that let root read and search any
 // directory, so that permission bits refuse it as they refuse anyone else. False where the thread could not
 // give them up; a process that is not root needs nothing given up.
@@ -149,12 +124,15 @@ TEST(COsDirectoryCleanDirectory, StopsAtAReadOnlyFileWithoutTouchingIt)
 TEST(COsDirectoryCleanDirectory, RemovesLinksAsLinksAndNothingOutsideTheTree)
 {
     TempDir dir;
-    Outside outside(dir);
+    const std::string outside = dir / "outside";  // what every link below leads to, and must outlive the removal
+    fs::create_directories(outside + "/inner");
+    WriteBytes(outside + "/keep", "k");
+    WriteBytes(outside + "/inner/keep", "k");
     const std::string tree = dir / "tree";
     fs::create_directories(tree + "/sub");
-    fs::create_directory_symlink(outside.path(), tree + "/to-dir");
-    fs::create_directory_symlink(outside.path(), tree + "/sub/to-dir");
-    fs::create_symlink(outside.path() + "/keep-0", tree + "/to-file");
+    fs::create_directory_symlink(outside, tree + "/to-dir");
+    fs::create_directory_symlink(outside, tree + "/sub/to-dir");
+    fs::create_symlink(outside + "/keep", tree + "/to-file");
     fs::create_symlink(tree + "/gone", tree + "/dangling");
     fs::create_directory_symlink(tree, tree + "/sub/loop");
     fs::create_symlink("self", tree + "/self");
@@ -162,11 +140,12 @@ TEST(COsDirectoryCleanDirectory, RemovesLinksAsLinksAndNothingOutsideTheTree)
     // one for the other.
     fs::create_directory(tree + "/d\xFF");
     WriteBytes(tree + "/d\xFF/f", "");
-    fs::create_directory_symlink(outside.path(), tree + "/d\xEF\xBF\xBD");
+    fs::create_directory_symlink(outside, tree + "/d\xEF\xBF\xBD");
 
     EXPECT_TRUE(COsDirectory::CleanDirectory(tree));
     EXPECT_EQ(EntryCount(tree), 0u);
-    EXPECT_TRUE(outside.Intact());
+    EXPECT_EQ(veltrane_test::FileBytes(outside + "/keep"), "k");
+    EXPECT_EQ(veltrane_test::FileBytes(outside + "/inner/keep"), "k");
 
     // A tree that is itself reached through a link is the tree it leads to: its entries go, the link stays.
     fs::create_directory(dir / "real");
