@@ -51,6 +51,13 @@ private:
     intptr_t m_nHandle = -1;  // the host's handle of the open file
 };
 
+// The size in bytes of the file open as `stream`, as the host records it, whatever the stream's mode; the
+// stream's position and buffer are left alone, so data written through it and not yet flushed is not
+// counted. -1 when the host cannot tell. Sizes of 2 GiB and more come out whole, where ftell's `long` may be
+// 32 bits wide.
+// Host notes: POSIX asks fstat of the stream's descriptor.
+int64_t StreamSize(FILE* stream);
+
 // Takes the exclusive lock on the bytes [offset, offset + length) of the stream's open file, waiting
 // without limit while another holder has it. The lock belongs to this open stream, not to the thread or
 // the process: a second stream of the same file in the same process waits too, closing some other

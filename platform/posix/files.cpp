@@ -273,6 +273,14 @@ FILE* OpenStream(const std::string& path, const std::string& mode)
     return stream;
 }
 
+int64_t StreamSize(FILE* stream)
+{
+    struct stat status;
+    if (stream == nullptr || ::fstat(::fileno(stream), &status) != 0)
+        return -1;
+    return static_cast<int64_t>(status.st_size);
+}
+
 bool LockStreamRange(FILE* stream, uint64_t offset, uint64_t length)
 {
     return SetRangeLock(::fileno(stream), F_WRLCK, offset, length);
