@@ -16,6 +16,7 @@
 #include "strings/StringHelpers.h"
 
 #include "encoding/COsEncoding.h"
+#include "encoding/COsTextFile.h"
 #include "encoding/ETextFormat.h"
 #include "encoding/PinYin.h"
 
