@@ -17,6 +17,9 @@ namespace {
 
 constexpr int kDefaultBufferSize = 4096;
 
+// The least that one read of the stream asks for.
+constexpr int kReadAhead = 1 << 16;
+
 // The largest size a block can be asked for: its capacity, a whole number of KiB, must fit a signed 32-bit
 // field. A line that needs more is not held.
 constexpr size_t kLargestBlock = 0x7FFFFFFF / 1024 * 1024;
@@ -87,12 +90,11 @@ size_t FindUnit(const char* bytes, size_t count, Unit unit)
     return count;
 }
 
-// Makes sure that `block` holds at least `bytes` bytes. It grows by half its capacity at least, so that a
-// long line costs a few moves of its memory, not one per refill. Null when `bytes` is more than a block can
-// hold or memory ran out; the block is then as it was.
-void* ReserveBlock(void* block, size_t bytes)
+// Makes sure that `block`, of `capacity` bytes, holds at least `bytes` bytes, and updates `capacity`. It
+// grows by half its capacity at least, so that a long line costs a few moves of its memory, not one per
+// refill. Null when `bytes` is more than a block can hold or memory ran out; the block is then as it was.
+void* ReserveBlock(void* block, size_t bytes, size_t& capacity)
 {
-    const size_t capacity = static_cast<size_t>(GetBufferLength(block));
     if (block != nullptr && bytes <= capacity)
         return block;
     if (bytes > kLargestBlock)
@@ -102,15 +104,25 @@ void* ReserveBlock(void* block, size_t bytes)
         size = bytes;
     if (size > kLargestBlock)
         size = kLargestBlock;
-    return AllocBlock(block, static_cast<int>(size));
+    void* grown = AllocBlock(block, static_cast<int>(size));
+    if (grown != nullptr)
+        capacity = static_cast<size_t>(GetBufferLength(grown));
+    return grown;
 }
 
+void* ReserveBlock(void* block, size_t bytes)
+{
+    size_t capacity = static_cast<size_t>(GetBufferLength(block));
+    return ReserveBlock(block, bytes, capacity);
+}
+
+// The same counted in units, with `capacity` in bytes.
 template <typename Unit>
-Unit* ReserveUnits(Unit* block, size_t units)
+Unit* ReserveUnits(Unit* block, size_t units, size_t& capacity)
 {
     if (units > kLargestBlock / sizeof(Unit))
         return nullptr;
-    return static_cast<Unit*>(ReserveBlock(block, units * sizeof(Unit)));
+    return static_cast<Unit*>(ReserveBlock(block, units * sizeof(Unit), capacity));
 }
 
 // Sets the caller's block to the empty text: 0, or -1 when memory ran out.
@@ -190,14 +202,23 @@ int StoreConvertedUnits(char** line, const Unit* units, size_t count)
 
 }  // namespace
 
-COsTextFileReader::COsTextFileReader(FILE* stream, int bufferSize)
+COsTextFileReader::COsTextFileReader(FILE* stream, int bufferSize, int unitSize)
     : m_pFile(stream),
       m_nBufferSize(bufferSize == 0 ? kDefaultBufferSize : bufferSize < 0 ? 0 : bufferSize),
-      m_pBuffer(m_nBufferSize > 0 ? static_cast<char*>(std::malloc(static_cast<size_t>(m_nBufferSize))) : nullptr),
+      m_pBuffer(nullptr),
       m_nPos(0),
       m_nCount(0),
-      m_bEof(false)
+      m_bEof(false),
+      m_nRefill(0),
+      m_nCapacity(0),
+      m_nFilled(0)
 {
+    if (m_nBufferSize == 0)
+        return;
+    // A buffer too small for one unit still reads one: a refill that could hold none would never move on.
+    m_nRefill = m_nBufferSize < unitSize ? unitSize : m_nBufferSize - m_nBufferSize % unitSize;
+    m_nCapacity = m_nRefill >= kReadAhead ? m_nRefill : (kReadAhead + m_nRefill - 1) / m_nRefill * m_nRefill;
+    m_pBuffer = static_cast<char*>(std::malloc(static_cast<size_t>(m_nCapacity)));
 }
 
 COsTextFileReader::~COsTextFileReader()
@@ -215,24 +236,31 @@ int COsTextFileReader::ReadLine(char**, const char*, const char*, bool*, bool)
     return -1;
 }
 
-bool COsTextFileReader::FillUnits(int unitSize)
+bool COsTextFileReader::NextRefill(int unitSize)
 {
     while (m_nCount - m_nPos < unitSize) {
         if (m_bEof)
             return false;
-        const int rest = m_nCount - m_nPos;
+        if (m_nCount < m_nFilled) {
+            // The next refill is in the buffer already. Refills are whole units, so the last one ended on a
+            // unit's end: only a read of the stream that stopped short leaves a rest.
+            m_nCount = m_nFilled - m_nCount < m_nRefill ? m_nFilled : m_nCount + m_nRefill;
+            continue;
+        }
+        const int rest = m_nFilled - m_nPos;
         if (rest > 0)
             std::memmove(m_pBuffer, m_pBuffer + m_nPos, static_cast<size_t>(rest));
-        // The buffer holds at least one unit, so the read always asks for something. Only a read that gives
+        // The buffer holds a unit at least, so the read always asks for something. Only a read that gives
         // nothing is the end; a read error is one.
         const size_t got = m_pBuffer == nullptr
                                ? 0
-                               : std::fread(m_pBuffer + rest, 1, static_cast<size_t>(m_nBufferSize - rest), m_pFile);
+                               : std::fread(m_pBuffer + rest, 1, static_cast<size_t>(m_nCapacity - rest), m_pFile);
         m_nPos = 0;
-        m_nCount = rest + static_cast<int>(got);
+        m_nFilled = rest + static_cast<int>(got);
+        m_nCount = m_nFilled < m_nRefill ? m_nFilled : m_nRefill;
         if (got == 0) {
             m_bEof = true;
-            m_nCount = 0;  // a rest too short for a unit ends the file unread
+            m_nCount = m_nFilled = 0;  // a rest too short for a unit ends the file unread
             return false;
         }
     }
@@ -255,7 +283,8 @@ template <typename Unit>
 int COsTextFileReader::ReadRawUnitLine(Unit** block, int* length, bool macLineEnds, Unit lineFeed,
                                        Unit carriageReturn)
 {
-    Unit* line = ReserveUnits(*block, 1);
+    size_t capacity = static_cast<size_t>(GetBufferLength(*block));
+    Unit* line = ReserveUnits(*block, 1, capacity);
     if (line == nullptr)
         return -1;
     *block = line;
@@ -276,7 +305,7 @@ int COsTextFileReader::ReadRawUnitLine(Unit** block, int* length, bool macLineEn
         if (!macLineEnds && taken > 0 && UnitAt<Unit>(start, taken - 1) == carriageReturn)
             --taken;
         if (held && taken > 0) {
-            Unit* grown = ReserveUnits(line, total + taken + 1);
+            Unit* grown = ReserveUnits(line, total + taken + 1, capacity);
             if (grown != nullptr) {
                 line = grown;
                 *block = line;
@@ -348,10 +377,7 @@ int COsUTF8TextFileReader::ReadLine(char** line, const char*, const char*, bool*
 
 template <typename Unit, bool BigEndian>
 COsUnitTextFileReader<Unit, BigEndian>::COsUnitTextFileReader(FILE* stream, int bufferSize)
-    : COsTextFileReader(stream, bufferSize > 0 && bufferSize < static_cast<int>(sizeof(Unit))
-                                    ? static_cast<int>(sizeof(Unit))
-                                    : bufferSize),
-      m_pRawLine(nullptr)
+    : COsTextFileReader(stream, bufferSize, sizeof(Unit)), m_pRawLine(nullptr)
 {
 }
 

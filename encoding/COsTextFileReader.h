@@ -10,11 +10,17 @@ class COsTextFile;
 // The reader of a file that has nothing to read (an empty file under detection): every read reports the
 // end. It is also the base of the format readers and holds what they share: the stream, which it never
 // closes, and the buffer that every read goes through.
+//
+// The data comes a refill at a time: `bufferSize` bytes, or as many whole units as fit them (one unit at
+// least), and the line steps look at one refill at a time. To spare a request to the system and a copy for
+// each refill, the reader reads 64 KiB or more at once and hands them out a refill at a time: the results
+// are those of reading each refill by itself.
 class COsTextFileReader
 {
 public:
     // A size of 0 means 4096 bytes; a negative size means no buffer at all, and every read reports the end.
-    COsTextFileReader(FILE* stream, int bufferSize);
+    // `unitSize` is the size of the format's unit in bytes.
+    COsTextFileReader(FILE* stream, int bufferSize, int unitSize = 1);
     virtual ~COsTextFileReader();
     COsTextFileReader(const COsTextFileReader&) = delete;
     COsTextFileReader& operator=(const COsTextFileReader&) = delete;
@@ -25,13 +31,13 @@ public:
     virtual int ReadLine(char** line, const char* codePage, const char* unknownChar, bool* flag, bool macLineEnds);
 
     // False when the buffer that the constructor was asked for could not be allocated.
-    bool HasBuffer() const { return m_nBufferSize <= 0 || m_pBuffer != nullptr; }
+    bool HasBuffer() const { return m_nCapacity <= 0 || m_pBuffer != nullptr; }
 
 protected:
-    // Makes sure that at least `unitSize` bytes lie unread in the buffer, refilling it when fewer do: false
-    // at the end. A rest too short for a unit is carried to the front of the buffer and completed by the
-    // next read; at the end of the file it is dropped.
-    bool FillUnits(int unitSize);
+    // Makes sure that at least `unitSize` bytes of the refill lie unread, moving on to the next refill when
+    // fewer do: false at the end. A rest too short for a unit is completed by the next read; at the end of
+    // the file it is dropped.
+    bool FillUnits(int unitSize) { return m_nCount - m_nPos >= unitSize || NextRefill(unitSize); }
 
     // The next unit as the file stores it, passing over units equal to `skip`; false at the end.
     template <typename Unit>
@@ -47,9 +53,17 @@ protected:
     FILE* m_pFile;
     int m_nBufferSize;
     char* m_pBuffer;
-    int m_nPos;
-    int m_nCount;
+    int m_nPos;    // the read position in m_pBuffer
+    int m_nCount;  // the end of the current refill in m_pBuffer
     bool m_bEof;
+
+private:
+    // FillUnits when the refill is used up.
+    bool NextRefill(int unitSize);
+
+    int m_nRefill;    // the bytes of one refill: bufferSize rounded down to whole units
+    int m_nCapacity;  // the bytes of m_pBuffer, a whole number of refills
+    int m_nFilled;    // the bytes that the last read of the stream left in m_pBuffer
 };
 
 // ANSI text: bytes of a code page, converted line by line through COsEncoding with the caller's code page.
@@ -76,7 +90,7 @@ public:
 };
 
 // UTF-16 (`Unit` char16_t) or UTF-32 (char32_t) text in the byte order the file stores, little-endian or
-// big-endian. The buffer holds at least one unit.
+// big-endian.
 template <typename Unit, bool BigEndian>
 class COsUnitTextFileReader : public COsTextFileReader
 {
