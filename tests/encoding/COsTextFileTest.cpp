@@ -12,6 +12,7 @@
 
 #include "tests/support/ProcessCounts.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/TextFileModel.h"
 
 using veltrane_test::TempDir;
 using veltrane_test::WriteBytes;
@@ -45,7 +46,7 @@ std::ostream& operator<<(std::ostream& out, const Line& line)
 std::vector<Line> ReadLines(Reader& reader)
 {
     std::vector<Line> lines;
-    for (int result; lines.size() < 10000 && (result = reader.file->ReadLine(nullptr, &reader.block)) != -1;)
+    for (int result; lines.size() < 100000 && (result = reader.file->ReadLine(nullptr, &reader.block)) != -1;)
         lines.push_back({result, std::string(reader.block, static_cast<size_t>(GetBlockLength(reader.block) - 1))});
     return lines;
 }
@@ -300,6 +301,37 @@ TEST(COsTextFileLines, LinesThatStraddleEveryRefillBoundaryComeOutWhole)
             for (size_t i = 0; size != -1 && i < lines.size(); ++i)
                 expected.push_back(Expected(encoding.format, lines[i]));
             EXPECT_EQ(ReadLines(reader), expected);
+        }
+    }
+}
+
+TEST(COsTextFileLines, RefillsOfAnySizeAcrossLongFilesAgreeWithThePlainModel)
+{
+    // 200 000 characters with line ends of every kind here and there, so that CRs fall on refill ends and on
+    // the ends of the reader's larger reads of the stream.
+    std::u32string text;
+    unsigned state = 7;
+    const char32_t pieces[] = {U'a', U'\u00E9', U'\u4E2D', U'\U0001F600', U' ', U'\r', U'\n', U'\r'};
+    while (text.size() < 200000) {
+        state = state * 1103515245u + 12345u;
+        text += pieces[(state >> 16) % ((state >> 8) % 9 == 0 ? 8 : 5)];
+    }
+    TempDir dir;
+    for (const Encoding& encoding : {kEncodings[0], kEncodings[1], kEncodings[4]}) {
+        const std::string bytes = encoding.encode(text);
+        WriteBytes(dir / "t.txt", bytes);
+        for (int size : {0, 1, 4095, 5000, 65535, 65536, 65537, (1 << 17) + 3}) {
+            for (bool mac : {false, true}) {
+                SCOPED_TRACE("format " + std::to_string(encoding.format) + " buffer " + std::to_string(size));
+                Reader reader;
+                reader.file->SetMacCRLF(mac);
+                ASSERT_EQ(reader.file->Open((dir / "t.txt").c_str(), "rb", encoding.format, size), 0);
+                std::vector<Line> expected;
+                for (const auto& [result, line] : veltrane_test::ExpectedLines(bytes, 0, encoding.format, size, mac))
+                    expected.push_back({result, line});
+                ASSERT_GT(expected.size(), 1000u);
+                EXPECT_EQ(ReadLines(reader), expected);
+            }
         }
     }
 }
