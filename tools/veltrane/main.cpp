@@ -258,6 +258,74 @@ void ShowCodePages()
     delete[] wide;
 }
 
+const char* FormatName(ETextFormat format)
+{
+    const char* names[] = {"empty (nothing to detect)", "ANSI", "UTF-8 with byte order mark", "UTF-8",
+                           "UTF-16LE with byte order mark", "UTF-16LE", "UTF-16BE with byte order mark", "UTF-16BE",
+                           "UTF-32LE with byte order mark", "UTF-32LE", "UTF-32BE with byte order mark", "UTF-32BE"};
+    return format >= TextFormatAuto && format <= TextFormatUTF32BE ? names[format] : "?";
+}
+
+// Prints a text file of any encoding as UTF-8, line by line, after the format that detection found: the
+// work of `veltrane --text FILE [CODE-PAGE]`. The code page names the encoding of a file without a mark
+// that is not UTF-8; the ANSI code page by default. 0, or 1 when the file cannot be opened.
+int PrintTextFile(const char* path, const char* codePage, const char* indent)
+{
+    COsTextFile* file = COsTextFile::CreateInstance();
+    if (file == nullptr)
+        return 1;
+    file->SetCodePage(codePage);
+    if (file->Open(path, "rb", TextFormatAuto, 0) != 0) {
+        std::printf("%scannot open '%s' as text (missing, not a file, or UTF-8 cut off at its end)\n", indent, path);
+        COsTextFile::FreeInstance(&file);
+        return 1;
+    }
+    std::printf("%s[%s]\n", indent, FormatName(file->GetFormat()));
+    char* line = nullptr;
+    for (int number = 1; file->ReadLine(nullptr, &line) != -1; ++number)
+        std::printf("%s%4d  %s\n", indent, number, line);
+    FreeBlock(line);
+    COsTextFile::FreeInstance(&file);
+    return 0;
+}
+
+void ShowTextFiles()
+{
+    Heading("Text files");
+    const std::string root =
+        (std::filesystem::temp_directory_path() / ("veltrane-demo-" + COsGuid::NewGuid())).string();
+    std::filesystem::create_directories(root);
+    // One text, "Grüße, 世界 😀" CR LF "zweite Zeile" LF, in six encodings; the Latin-1 file holds only what
+    // windows-1252 can say.
+    const std::string utf16le("\xFF\xFEG\0r\0\xFC\0\xDF\0e\0,\0 \0\x16\x4E\x4C\x75 \0\x3D\xD8\x00\xDE\r\0\n\0"
+                              "z\0w\0e\0i\0t\0e\0 \0Z\0e\0i\0l\0e\0\n\0", 56);
+    std::string utf16be(utf16le);
+    for (size_t i = 0; i + 1 < utf16be.size(); i += 2)
+        std::swap(utf16be[i], utf16be[i + 1]);
+    const std::string utf8 = "Gr\xC3\xBC\xC3\x9F" "e, \xE4\xB8\x96\xE7\x95\x8C \xF0\x9F\x98\x80\r\nzweite Zeile\n";
+    const struct {
+        const char* name;
+        std::string bytes;
+    } files[] = {
+        {"utf8.txt", utf8},
+        {"utf8-mark.txt", "\xEF\xBB\xBF" + utf8},
+        {"utf16le.txt", utf16le},
+        {"utf16be.txt", utf16be},
+        {"utf32le.txt", std::string("\xFF\xFE\0\0G\0\0\0\xFC\0\0\0\x00\xF6\x01\0\n\0\0\0", 20)},
+        {"latin1.txt", "Gr\xFC\xDF" "e, caf\xE9\r\nzweite Zeile\n"},
+    };
+    for (const auto& file : files) {
+        const std::string path = root + "/" + file.name;
+        size_t written = 0;
+        COsFile::Write(path, "wb", file.bytes.data(), file.bytes.size(), written);
+        std::printf("  %s, %zu bytes, TextFormatAuto:\n", file.name, file.bytes.size());
+        PrintTextFile(path.c_str(), nullptr, "    ");
+    }
+    std::printf("  (any file: veltrane --text FILE [CODE-PAGE])\n");
+    std::error_code ignored;
+    std::filesystem::remove_all(root, ignored);
+}
+
 void ShowPinYin()
 {
     Heading("Pinyin initials");
@@ -549,6 +617,9 @@ int main(int argc, char** argv)
     // `veltrane --viewer-wait MS` waits that long after starting the hub for the ping, so that a log viewer
     // can attach and show the ping's steps.
     unsigned int viewerWait = 0;
+    // `veltrane --text FILE [CODE-PAGE]` prints one text file as UTF-8 with its detected format, and nothing else.
+    if (argc >= 3 && std::strcmp(argv[1], "--text") == 0)
+        return PrintTextFile(argv[2], argc >= 4 ? argv[3] : nullptr, "");
     for (int i = 1; i + 1 < argc; ++i) {
         if (std::strcmp(argv[i], "--viewer-wait") == 0)
             viewerWait = static_cast<unsigned int>(std::strtoul(argv[i + 1], nullptr, 10));
@@ -557,6 +628,7 @@ int main(int argc, char** argv)
     ShowBlocks();
     ShowStrings();
     ShowCodePages();
+    ShowTextFiles();
     ShowPinYin();
     ShowGuids();
     ShowThreads();
