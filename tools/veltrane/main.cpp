@@ -618,8 +618,9 @@ int main(int argc, char** argv)
     // can attach and show the ping's steps.
     unsigned int viewerWait = 0;
     // `veltrane --text FILE [CODE-PAGE]` prints one text file as UTF-8 with its detected format, and nothing else.
+    // The library takes a relative name from its own directory; on the command line it means the current one.
     if (argc >= 3 && std::strcmp(argv[1], "--text") == 0)
-        return PrintTextFile(argv[2], argc >= 4 ? argv[3] : nullptr, "");
+        return PrintTextFile(std::filesystem::absolute(argv[2]).string().c_str(), argc >= 4 ? argv[3] : nullptr, "");
     for (int i = 1; i + 1 < argc; ++i) {
         if (std::strcmp(argv[i], "--viewer-wait") == 0)
             viewerWait = static_cast<unsigned int>(std::strtoul(argv[i + 1], nullptr, 10));
