@@ -17,21 +17,15 @@
 
 #include <Veltrane.h>
 
+#include "bench/BenchFiles.h"
 #include "bench/RunPair.h"
 
 namespace {
 
-constexpr size_t kFileBytes = 256u << 20;
+using bench::BenchDirectory;
+using bench::Check;
 
-const std::filesystem::path& BenchDirectory()
-{
-    static const std::filesystem::path directory = [] {
-        std::filesystem::path path = std::filesystem::temp_directory_path() / ("veltrane-bench-" + COsGuid::NewGuid());
-        std::filesystem::create_directories(path);
-        return path;
-    }();
-    return directory;
-}
+constexpr size_t kFileBytes = 256u << 20;
 
 // Mixed text: ASCII words with Latin, Greek and Chinese characters now and then, and a line end per line.
 std::u16string MakeText(size_t units)
@@ -79,29 +73,6 @@ const Files& TestFiles()
     return files;
 }
 
-std::string ReadWithIfstream(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    in.seekg(0, std::ios::end);
-    std::string bytes(static_cast<size_t>(in.tellg()), '\0');
-    in.seekg(0);
-    in.read(&bytes[0], static_cast<std::streamsize>(bytes.size()));
-    return bytes;
-}
-
-std::string IcuUtf16ToUtf8(const std::string& bytes)
-{
-    const UChar* units = reinterpret_cast<const UChar*>(bytes.data());
-    const int32_t count = static_cast<int32_t>(bytes.size() / 2);
-    UErrorCode error = U_ZERO_ERROR;
-    int32_t needed = 0;
-    u_strToUTF8(nullptr, 0, &needed, units, count, &error);
-    std::string out(static_cast<size_t>(needed), '\0');
-    error = U_ZERO_ERROR;
-    u_strToUTF8(&out[0], needed, &needed, units, count, &error);
-    return out;
-}
-
 std::string IcuUtf8ToUtf8(const std::string& bytes)
 {
     UErrorCode error = U_ZERO_ERROR;
@@ -112,14 +83,6 @@ std::string IcuUtf8ToUtf8(const std::string& bytes)
     return out;
 }
 
-void Check(bool condition, const char* what)
-{
-    if (!condition) {
-        std::fprintf(stderr, "benchmark check failed: %s\n", what);
-        std::abort();
-    }
-}
-
 void BM_GetFileContent_Utf16LE(benchmark::State& state)
 {
     const Files& files = TestFiles();
@@ -127,7 +90,7 @@ void BM_GetFileContent_Utf16LE(benchmark::State& state)
     std::string alternative;
     bench::RunPair(
         state, [&] { COsFile::GetFileContent(files.utf16, TextFormatUTF16LE, nullptr, library); },
-        [&] { alternative = IcuUtf16ToUtf8(ReadWithIfstream(files.utf16)); });
+        [&] { alternative = bench::IcuUtf16ToUtf8(bench::ReadWithIfstream(files.utf16)); });
     Check(library == alternative && !library.empty(), "both sides give the same UTF-8 text");
     state.counters["MiB"] = kFileBytes >> 20;
 }
@@ -139,7 +102,7 @@ void BM_GetFileContent_Utf8_BesideIcu(benchmark::State& state)
     std::string alternative;
     bench::RunPair(
         state, [&] { COsFile::GetFileContent(files.utf8, TextFormatUTF8, nullptr, library); },
-        [&] { alternative = IcuUtf8ToUtf8(ReadWithIfstream(files.utf8)); });
+        [&] { alternative = IcuUtf8ToUtf8(bench::ReadWithIfstream(files.utf8)); });
     Check(library == alternative && library.size() == files.utf8Bytes, "both sides give the whole text");
     state.counters["MiB"] = kFileBytes >> 20;
 }
@@ -151,7 +114,7 @@ void BM_GetFileContent_Utf8_BesideReadAlone(benchmark::State& state)
     std::string alternative;
     bench::RunPair(
         state, [&] { COsFile::GetFileContent(files.utf8, TextFormatUTF8, nullptr, library); },
-        [&] { alternative = ReadWithIfstream(files.utf8); });
+        [&] { alternative = bench::ReadWithIfstream(files.utf8); });
     Check(library == alternative, "both sides give the whole text");
     state.counters["MiB"] = kFileBytes >> 20;
 }
@@ -193,10 +156,5 @@ BENCHMARK(BM_WriteAppends)->Iterations(20)->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv)
 {
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    std::error_code ignored;
-    std::filesystem::remove_all(BenchDirectory(), ignored);
-    return 0;
+    return bench::RunAndClean(argc, argv);
 }

@@ -17,34 +17,19 @@
 #include <fstream>
 #include <memory>
 #include <string>
-#include <unicode/ustring.h>
 #include <unistd.h>
 
 #include <Veltrane.h>
 
+#include "bench/BenchFiles.h"
 #include "bench/RunPair.h"
 
 namespace {
 
+using bench::BenchDirectory;
+using bench::Check;
+
 constexpr size_t kFileBytes = 256u << 20;
-
-const std::filesystem::path& BenchDirectory()
-{
-    static const std::filesystem::path directory = [] {
-        std::filesystem::path path = std::filesystem::temp_directory_path() / ("veltrane-bench-" + COsGuid::NewGuid());
-        std::filesystem::create_directories(path);
-        return path;
-    }();
-    return directory;
-}
-
-void Check(bool condition, const char* what)
-{
-    if (!condition) {
-        std::fprintf(stderr, "benchmark check failed: %s\n", what);
-        std::abort();
-    }
-}
 
 // What every reader reports: the lines and their bytes, line ends not counted.
 struct Count {
@@ -171,16 +156,6 @@ Count ReadAndMemchr(const std::string& path)
     return count;
 }
 
-std::string ReadWhole(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    in.seekg(0, std::ios::end);
-    std::string bytes(static_cast<size_t>(in.tellg()), '\0');
-    in.seekg(0);
-    in.read(&bytes[0], static_cast<std::streamsize>(bytes.size()));
-    return bytes;
-}
-
 void BM_ReadLine_Utf8_BesideGetline(benchmark::State& state)
 {
     const Files& files = TestFiles();
@@ -224,17 +199,7 @@ void BM_ReadLine_Utf16LE_BesideWholeIcu(benchmark::State& state)
     std::string alternative;
     bench::RunPair(
         state, [&] { library = LibraryLines(files.utf16, TextFormatUTF16LE); },
-        [&] {
-            const std::string bytes = ReadWhole(files.utf16);
-            const UChar* units = reinterpret_cast<const UChar*>(bytes.data());
-            const int32_t count = static_cast<int32_t>(bytes.size() / 2);
-            UErrorCode error = U_ZERO_ERROR;
-            int32_t needed = 0;
-            u_strToUTF8(nullptr, 0, &needed, units, count, &error);
-            alternative.assign(static_cast<size_t>(needed), '\0');
-            error = U_ZERO_ERROR;
-            u_strToUTF8(&alternative[0], needed, &needed, units, count, &error);
-        });
+        [&] { alternative = bench::IcuUtf16ToUtf8(bench::ReadWithIfstream(files.utf16)); });
     Check(library == files.count && alternative == files.utf8Text, "both sides give the whole text");
 }
 
@@ -274,10 +239,5 @@ BENCHMARK(BM_DetectionScan_BesideReadingAlone)->Iterations(6)->Unit(benchmark::k
 
 int main(int argc, char** argv)
 {
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    std::error_code ignored;
-    std::filesystem::remove_all(BenchDirectory(), ignored);
-    return 0;
+    return bench::RunAndClean(argc, argv);
 }
