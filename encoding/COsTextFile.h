@@ -3,8 +3,8 @@
 
 #include <cstdio>
 
-#include "core/Types.h"
-#include "encoding/ETextFormat.h"
+#include "../core/Types.h"
+#include "ETextFormat.h"
 
 class COsTextFileReader;
 
