@@ -551,7 +551,6 @@ TEST(COsTextFileLines, OnlyLineEndsAndAGibibyteLine)
     // A line of 1 GiB, nearly all of it a hole of zero bytes in a sparse file, then one more line: detection
     // scans it all, and the UTF-8 reader keeps the zeros.
     const std::string big = dir / "big.txt";
-    const auto start = std::chrono::steady_clock::now();
     {
         std::FILE* out = std::fopen(big.c_str(), "wb");
         ASSERT_NE(out, nullptr);
@@ -570,5 +569,4 @@ TEST(COsTextFileLines, OnlyLineEndsAndAGibibyteLine)
     EXPECT_EQ(reader.block[(1 << 30) - 1], 'z');
     EXPECT_EQ(reader.block[1 << 30], '\0');
     EXPECT_EQ(ReadLines(reader), std::vector<Line>({{0, "last"}}));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
 }
