@@ -24,13 +24,6 @@ constexpr int kReadAhead = 1 << 16;
 // field. A line that needs more is not held.
 constexpr size_t kLargestBlock = 0x7FFFFFFF / 1024 * 1024;
 
-constexpr bool kHostIsBigEndian =
-#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
-    true;
-#else
-    false;
-#endif
-
 inline char16_t SwapBytes(char16_t unit)
 {
     return static_cast<char16_t>(__builtin_bswap16(static_cast<uint16_t>(unit)));
@@ -46,7 +39,7 @@ inline char32_t SwapBytes(char32_t unit)
 template <typename Unit, bool BigEndian>
 Unit StoredOrder(Unit unit)
 {
-    return BigEndian == kHostIsBigEndian ? unit : SwapBytes(unit);
+    return BigEndian == encoding::kBigEndianHost ? unit : SwapBytes(unit);
 }
 
 template <typename Unit>
@@ -405,7 +398,7 @@ int COsUnitTextFileReader<Unit, BigEndian>::ReadLine(char** line, const char*, c
     if (ReadRawUnitLine<Unit>(&m_pRawLine, &length, macLineEnds, StoredOrder<Unit, BigEndian>(u'\n'),
                               StoredOrder<Unit, BigEndian>(u'\r')) < 0)
         return -1;
-    if (BigEndian != kHostIsBigEndian) {
+    if (BigEndian != encoding::kBigEndianHost) {
         for (int i = 0; i < length; ++i)
             m_pRawLine[i] = SwapBytes(m_pRawLine[i]);
     }

@@ -7,6 +7,14 @@
 
 namespace encoding {
 
+// The machine stores the highest byte of a number first.
+constexpr bool kBigEndianHost =
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+    true;
+#else
+    false;
+#endif
+
 constexpr uint64_t kHighBits = 0x8080808080808080ull;      // any of eight bytes at or above 0x80
 constexpr uint64_t kUnitHighBits = 0xFF80FF80FF80FF80ull;  // any of four UTF-16 units at or above 0x80
 
@@ -20,30 +28,22 @@ inline uint64_t Load8(const void* from)
 // Eight bytes as a number whose lowest byte is the first in memory, whatever the host's byte order.
 inline uint64_t LoadLittle8(const void* from)
 {
-    uint64_t word = Load8(from);
-#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
-    word = __builtin_bswap64(word);
-#endif
-    return word;
+    const uint64_t word = Load8(from);
+    return kBigEndianHost ? __builtin_bswap64(word) : word;
 }
 
 // Stores `word` as eight bytes, its lowest byte first in memory, whatever the host's byte order.
 inline void StoreLittle8(uint64_t word, void* to)
 {
-#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
-    word = __builtin_bswap64(word);
-#endif
+    if (kBigEndianHost)
+        word = __builtin_bswap64(word);
     std::memcpy(to, &word, sizeof word);
 }
 
 // The index of the first lane (in memory order) of `bits` lanes wide that has a bit set in `marks`.
 inline size_t FirstMarkedLane(uint64_t marks, unsigned bits)
 {
-#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
-    return static_cast<size_t>(__builtin_clzll(marks)) / bits;
-#else
-    return static_cast<size_t>(__builtin_ctzll(marks)) / bits;
-#endif
+    return static_cast<size_t>(kBigEndianHost ? __builtin_clzll(marks) : __builtin_ctzll(marks)) / bits;
 }
 
 // Four ASCII units, as one word loaded from memory, packed into four bytes in the same order: the shifts keep
