@@ -156,40 +156,34 @@ Count ReadAndMemchr(const std::string& path)
     return count;
 }
 
-void BM_ReadLine_Utf8_BesideGetline(benchmark::State& state)
+// ReadLine of the UTF-8 file in `format` beside `alternative` over the same file.
+void LinesBeside(benchmark::State& state, ETextFormat format, Count (*alternative)(const std::string&))
 {
     const Files& files = TestFiles();
-    Count library, alternative;
-    bench::RunPair(state, [&] { library = LibraryLines(files.utf8, TextFormatUTF8); },
-                   [&] { alternative = PosixGetline(files.utf8); });
-    Check(library == files.count && alternative == files.count, "both sides read every line");
+    Count library, other;
+    bench::RunPair(state, [&] { library = LibraryLines(files.utf8, format); },
+                   [&] { other = alternative(files.utf8); });
+    Check(library == files.count && other == files.count, "both sides read every line");
+}
+
+void BM_ReadLine_Utf8_BesideGetline(benchmark::State& state)
+{
+    LinesBeside(state, TextFormatUTF8, PosixGetline);
 }
 
 void BM_ReadLine_Auto_BesideGetline(benchmark::State& state)
 {
-    const Files& files = TestFiles();
-    Count library, alternative;
-    bench::RunPair(state, [&] { library = LibraryLines(files.utf8, TextFormatAuto); },
-                   [&] { alternative = PosixGetline(files.utf8); });
-    Check(library == files.count && alternative == files.count, "both sides read every line");
+    LinesBeside(state, TextFormatAuto, PosixGetline);
 }
 
 void BM_ReadLine_Utf8_BesideStdGetline(benchmark::State& state)
 {
-    const Files& files = TestFiles();
-    Count library, alternative;
-    bench::RunPair(state, [&] { library = LibraryLines(files.utf8, TextFormatUTF8); },
-                   [&] { alternative = StdGetline(files.utf8); });
-    Check(library == files.count && alternative == files.count, "both sides read every line");
+    LinesBeside(state, TextFormatUTF8, StdGetline);
 }
 
 void BM_ReadLine_Utf8_BesideReadMemchr(benchmark::State& state)
 {
-    const Files& files = TestFiles();
-    Count library, alternative;
-    bench::RunPair(state, [&] { library = LibraryLines(files.utf8, TextFormatUTF8); },
-                   [&] { alternative = ReadAndMemchr(files.utf8); });
-    Check(library == files.count && alternative == files.count, "both sides read every line");
+    LinesBeside(state, TextFormatUTF8, ReadAndMemchr);
 }
 
 void BM_ReadLine_Utf16LE_BesideWholeIcu(benchmark::State& state)
