@@ -40,8 +40,13 @@ constexpr Mark kMarks[] = {
     {{}, 0},                       // TextFormatUTF32BE
 };
 
-// The scan reads the file in pieces of this size, so that a file of any size costs this much memory.
-constexpr size_t kScanPiece = 1 << 20;
+// The scan reads the file in pieces of this size, so that a file of any size costs this much memory, and a
+// piece stays in the processor's cache between the read that fills it and the scan that follows.
+constexpr size_t kScanPiece = 256 << 10;
+
+// The bytes kept in front of each piece: the five before a byte decide whether it must be a continuation, and
+// the test for a run of ASCII looks at eight.
+constexpr size_t kLookBack = 16;
 
 // The continuation bytes that a lead byte announces: one for each leading 1 bit behind the first, up to
 // the six-byte form. -1 for a byte that cannot lead: 10xxxxxx, FE and FF.
@@ -62,62 +67,74 @@ int AnnouncedContinuations(unsigned char lead)
     return -1;
 }
 
-// Two machine words side by side. GCC and clang make the operations on them vector instructions where the
-// machine has them, so that each step below looks at sixteen bytes.
-typedef uint64_t Words2 __attribute__((vector_size(16)));
+// Sixteen bytes side by side, and the result of comparing two such: all ones in each byte where the
+// comparison holds. GCC and clang make the operations on them vector instructions where the machine has them.
+typedef unsigned char Bytes16 __attribute__((vector_size(16)));
+typedef signed char Mask16 __attribute__((vector_size(16)));
 
-constexpr uint64_t kHighBits = encoding::kHighBits;
-
-// Follows the lead and continuation pattern over `count` bytes, with `owed` the continuation bytes still
-// due from the bytes before: false when a byte breaks it. Only the pattern counts: overlong forms, encoded
-// surrogates and the five- and six-byte forms pass.
-//
-// Sixteen bytes at a time, with the top bit of each byte standing for it: a byte must be a continuation
-// (10xxxxxx) exactly when a lead one to five places before it announces that many continuations or more, so
-// the continuations must equal the leads of at least one to five continuations (bytes from C0, E0, F0, F8
-// and FC on), each moved on by its count, ORed together. FE and FF break the pattern wherever they stand.
-// Words are read with their first byte lowest, so moving a byte on is a shift to the left.
-bool FollowsLeadPattern(const unsigned char* bytes, size_t count, int& owed)
+Bytes16 Load16(const unsigned char* at)
 {
+    Bytes16 bytes;
+    std::memcpy(&bytes, at, sizeof bytes);
+    return bytes;
+}
+
+// All ones in each of the sixteen bytes at `at` that breaks the lead and continuation pattern, judged by the
+// five bytes before each, which must be readable. A byte must be a continuation (10xxxxxx) exactly when a
+// lead one to five places before it announces that many continuations or more: a lead from C0 on one place
+// before, from E0 on two places before, and so on to FC five places before. FE and FF break the pattern
+// wherever they stand. Only the pattern counts: overlong forms, encoded surrogates and the five- and
+// six-byte forms pass.
+Mask16 Breaks16(const unsigned char* at)
+{
+    const Bytes16 bytes = Load16(at);
+    const Mask16 owed = (Load16(at - 1) >= 0xC0) | (Load16(at - 2) >= 0xE0) | (Load16(at - 3) >= 0xF0) |
+                        (Load16(at - 4) >= 0xF8) | (Load16(at - 5) >= 0xFC);
+    const Mask16 continuation = (bytes & 0xC0) == 0x80;
+    return (owed ^ continuation) | (bytes >= 0xFE);
+}
+
+// Follows the pattern over `count` bytes, a multiple of sixteen, whose five bytes before are readable and
+// were checked (zeros before the file): false when a byte breaks it. A run of 64 ASCII bytes with ASCII
+// before it owes and breaks nothing, and is passed over after one test of its words ORed together.
+bool FollowsLeadPattern(const unsigned char* bytes, size_t count)
+{
+    Mask16 broken = {};
     size_t index = 0;
-    if (count >= 16) {
-        const Words2 highBits = {kHighBits, kHighBits};
-        // What the leads of the sixteen bytes before owe the next word, second lane; at the start, the owed
-        // continuations themselves.
-        Words2 spillBefore = {0, owed > 0 ? ((1ull << 8 * owed) - 1) & kHighBits : 0};
-        Words2 broken = {0, 0};
-        auto step = [&](const unsigned char* at) {
-            const Words2 word = {encoding::LoadLittle8(at), encoding::LoadLittle8(at + 8)};
-            const Words2 high = word & highBits;
-            const Words2 lead1 = high & word << 1;
-            const Words2 lead2 = lead1 & word << 2;
-            const Words2 lead3 = lead2 & word << 3;
-            const Words2 lead4 = lead3 & word << 4;
-            const Words2 lead5 = lead4 & word << 5;
-            const Words2 continuation = high & ~(word << 1);
-            const Words2 spill = lead1 >> 56 | lead2 >> 48 | lead3 >> 40 | lead4 >> 32 | lead5 >> 24;
-            const Words2 carried = __builtin_shufflevector(spillBefore, spill, 1, 2);
-            const Words2 owedHere = carried | lead1 << 8 | lead2 << 16 | lead3 << 24 | lead4 << 32 | lead5 << 40;
-            broken |= (owedHere ^ continuation) | (lead5 & word << 6);
-            spillBefore = spill;
-        };
-        for (; index + 64 <= count; index += 64) {
-            uint64_t any = 0;
-            for (size_t word = 0; word < 64; word += 8)
-                any |= encoding::Load8(bytes + index + word);
-            if (spillBefore[1] == 0 && (any & kHighBits) == 0)
-                continue;  // ASCII with nothing owed: the spill stays nothing
-            for (size_t part = 0; part < 64; part += 16)
-                step(bytes + index + part);
-        }
-        for (; index + 16 <= count; index += 16)
-            step(bytes + index);
-        // One test at the end: a break anywhere decides, and the rest of the piece costs no branch.
-        if ((broken[0] | broken[1]) != 0)
-            return false;
-        owed = __builtin_popcountll(spillBefore[1]);  // one lead at most reaches past, or a lane broke
+    for (; index + 64 <= count; index += 64) {
+        const unsigned char* at = bytes + index;
+        uint64_t any = encoding::Load8(at - 8);
+        for (size_t word = 0; word < 64; word += 8)
+            any |= encoding::Load8(at + word);
+        if ((any & encoding::kHighBits) == 0)
+            continue;
+        broken |= Breaks16(at) | Breaks16(at + 16) | Breaks16(at + 32) | Breaks16(at + 48);
     }
-    for (; index < count; ++index) {
+    for (; index < count; index += 16)
+        broken |= Breaks16(bytes + index);
+    // One test at the end: a break anywhere decides, and the rest of the piece costs no branch.
+    uint64_t halves[2];
+    std::memcpy(halves, &broken, sizeof halves);
+    return (halves[0] | halves[1]) == 0;
+}
+
+// The continuation bytes still due after the bytes before `end`, which follow the pattern: those of the lead
+// among the last five that reaches past them, if one does.
+int OwedBefore(const unsigned char* end)
+{
+    for (int back = 1; back <= 5; ++back) {
+        const int announced = AnnouncedContinuations(end[-back]);
+        if (announced >= back)
+            return announced - back + 1;
+    }
+    return 0;
+}
+
+// Follows the pattern a byte at a time over `count` bytes, with `owed` the continuation bytes still due
+// from the bytes before: false when a byte breaks it.
+bool FollowsLeadPatternBytewise(const unsigned char* bytes, size_t count, int& owed)
+{
+    for (size_t index = 0; index < count; ++index) {
         const unsigned char byte = bytes[index];
         if (owed > 0) {
             if ((byte & 0xC0) != 0x80)
@@ -332,21 +349,31 @@ int COsTextFile::IsUTF8NoBom(FILE* stream, bool& isUtf8)
         return 0;
     }
     // The measured size bounds the scan: a file that grows meanwhile is judged by its first bytes, one that
-    // shrinks gives a short read.
+    // shrinks gives a short read. Each piece is read behind the bytes kept from the one before: the last
+    // sixteen checked ones and the rest that did not fill sixteen, which is checked with the next piece.
     const size_t pieceSize = static_cast<uint64_t>(size) < kScanPiece ? static_cast<size_t>(size) : kScanPiece;
-    std::unique_ptr<unsigned char[]> piece(new (std::nothrow) unsigned char[pieceSize]);
-    if (!piece)
+    std::unique_ptr<unsigned char[]> buffer(new (std::nothrow) unsigned char[kLookBack + 16 + pieceSize]);
+    if (!buffer)
         return kFailed;
+    std::memset(buffer.get(), 0, kLookBack);  // ASCII before the file: nothing is owed at its start
+    unsigned char* const piece = buffer.get() + kLookBack;
     uint64_t remaining = static_cast<uint64_t>(size);
-    int owed = 0;
+    size_t carried = 0;  // unchecked bytes at `piece`, fewer than sixteen
     while (remaining > 0) {
         const size_t wanted = remaining < pieceSize ? static_cast<size_t>(remaining) : pieceSize;
-        if (std::fread(piece.get(), 1, wanted, stream) != wanted)
+        if (std::fread(piece + carried, 1, wanted, stream) != wanted)
             return kFailed;
-        if (!FollowsLeadPattern(piece.get(), wanted, owed))
-            return 0;  // what lies behind the first byte that breaks the pattern is not read
         remaining -= wanted;
+        const size_t available = carried + wanted;
+        const size_t checked = available / 16 * 16;
+        if (!FollowsLeadPattern(piece, checked))
+            return 0;  // what lies behind the piece that breaks the pattern is not read
+        carried = available - checked;
+        std::memmove(buffer.get(), piece + checked - kLookBack, kLookBack + carried);
     }
+    int owed = OwedBefore(piece);
+    if (!FollowsLeadPatternBytewise(piece, carried, owed))
+        return 0;
     // A file that ends inside a sequence is no more taken for ANSI text than for UTF-8.
     if (owed > 0)
         return kFailed;

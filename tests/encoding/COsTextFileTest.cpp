@@ -179,7 +179,7 @@ TEST(COsTextFileDetection, MarksDecideAndTheScanDecidesTheRest)
 TEST(COsTextFileDetection, TheScanFindsALateBreakAcrossItsPieces)
 {
     TempDir dir;
-    // Past the scan's first piece of 1 MiB: a sequence cut by the piece boundary passes, a bad byte fails.
+    // Past 1 MiB, a boundary of the scan's pieces: a sequence cut by the boundary passes, a bad byte fails.
     std::string text(3u << 20, 'a');
     text.replace((1u << 20) - 1, 3, "\xE4\xB8\xAD");
     WriteBytes(dir / "long.txt", text);
@@ -190,6 +190,28 @@ TEST(COsTextFileDetection, TheScanFindsALateBreakAcrossItsPieces)
         Reader reader;
         const int open = reader.file->Open((dir / name).c_str(), "rb", TextFormatAuto, 0);
         EXPECT_EQ(open < 0 ? open : static_cast<int>(reader.file->GetFormat()), expected) << name;
+    }
+
+    // Every lead, whole and one continuation short, at each place around the boundary, in a file that does
+    // not end on a multiple of sixteen bytes: what the scan carries from one piece to the next is all that
+    // decides these.
+    const size_t boundary = 1u << 20;
+    for (const char* sequence : {"\xC3\xA9", "\xE4\xB8\xAD", "\xF4\x8F\xBF\xBF", "\xF8\x88\x80\x80\x80",
+                                 "\xFC\x84\x80\x80\x80\x80"}) {
+        const std::string whole(sequence);
+        for (const std::string& variant : {whole, whole.substr(0, whole.size() - 1)}) {
+            for (size_t place = boundary - variant.size(); place <= boundary; ++place) {
+                std::string bytes(boundary + 37, 'a');
+                bytes.replace(place, variant.size(), variant);
+                const std::string path = FreshFile(dir, bytes);
+                size_t start = 0;
+                const int expected = veltrane_test::DetectedFormat(bytes, start);
+                Reader reader;
+                const int open = reader.file->Open(path.c_str(), "rb", TextFormatAuto, 0);
+                ASSERT_EQ(open < 0 ? open : static_cast<int>(reader.file->GetFormat()), expected)
+                    << testing::PrintToString(variant) << " at " << place;
+            }
+        }
     }
 }
 
