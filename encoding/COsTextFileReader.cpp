@@ -364,6 +364,26 @@ int COsUTF8TextFileReader::ReadChar()
 
 int COsUTF8TextFileReader::ReadLine(char** line, const char*, const char*, bool*, bool macLineEnds)
 {
+    // Most lines lie whole in the current refill and fit the block that the caller hands back: one search,
+    // one copy and the block's length. A line that crosses a refill, outgrows the block or comes first
+    // takes the general way, with the same result.
+    const int unread = m_nCount - m_nPos;
+    if (unread > 0 && *line != nullptr) {
+        const char* start = m_pBuffer + m_nPos;
+        const char* end = static_cast<const char*>(std::memchr(start, macLineEnds ? '\r' : '\n', unread));
+        if (end != nullptr) {
+            size_t taken = static_cast<size_t>(end - start);
+            if (!macLineEnds && taken > 0 && end[-1] == '\r')
+                --taken;
+            if (taken < static_cast<size_t>(GetBufferLength(*line))) {
+                std::memcpy(*line, start, taken);
+                (*line)[taken] = '\0';
+                AllocBlock(*line, static_cast<int>(taken + 1));
+                m_nPos += static_cast<int>(end - start) + 1;
+                return 0;
+            }
+        }
+    }
     int length = 0;
     return ReadRawUnitLine<char>(line, &length, macLineEnds, '\n', '\r');
 }
