@@ -6,7 +6,9 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <ctime>
 #include <string>
+#include <thread>
 
 #include <Veltrane.h>
 
@@ -196,5 +198,63 @@ TEST(SystemTimeConversion, FileTimesBecomeLocalUnderTheRuleOfTheirDateAndComeBac
         EXPECT_FALSE(COsSystemTime::LocalTimeToFileTime(record, untouched)) << Text(record);
         EXPECT_EQ(untouched.dwLowDateTime, 1u);
         EXPECT_EQ(untouched.dwHighDateTime, 2u);
+    }
+}
+
+// A zone changed back and forth counts at the next call whoever applied the zone before it: another thread,
+// the text direction (through the C library's mktime), or the program with a C library call of its own. A
+// remembered zone that was per thread, or that missed one of these, converts a step here under the other
+// zone. The first two zones differ only in their daylight-saving rule, so nothing but the TZ text tells them
+// apart; the third has other names, as a program's own zone would.
+TEST(SystemTimeConversion, AZoneChangedBackAndForthCountsWhoeverAppliedTheOneBefore)
+{
+    enum Who { Here, OtherThread, TextDirection, ProgramItself };
+    const char* const zones[] = {"EST5EDT,M3.2.0,M11.1.0", "EST5EDT,M4.1.0,M10.5.0", "CST-8"};
+    const int64_t instant = 1710954000;  // 2024-03-20 17:00 UTC: summer time under the first rule only
+    const char* const local[] = {"2024-03-20 13:00:00.000 w3", "2024-03-20 12:00:00.000 w3",
+                                 "2024-03-21 01:00:00.000 w4"};
+    const int64_t localNoon[] = {1710950400, 1710954000, 1710907200};  // 2024-03-20 12:00 local, in UTC
+    const int localHour[] = {13, 12, 1};
+    auto convert = [&] {
+        _STSystemTime record;
+        COsSystemTime::LocalTime(FileTimeOf(instant, 0), record);
+        return Text(record);
+    };
+    const struct Step { int zone; Who who; } steps[] = {
+        {0, Here}, {1, OtherThread}, {0, Here}, {1, TextDirection}, {0, Here}, {2, ProgramItself}, {0, Here},
+        {1, Here}, {0, OtherThread}, {1, Here}, {0, TextDirection}, {1, Here}, {2, ProgramItself}, {1, Here},
+    };
+    TimeZoneScope restore("UTC0");
+    for (size_t index = 0; index < sizeof steps / sizeof steps[0]; ++index) {
+        const Step& step = steps[index];
+        SCOPED_TRACE(index);
+        setenv("TZ", zones[step.zone], 1);
+        switch (step.who) {
+        case Here:
+            EXPECT_EQ(convert(), local[step.zone]);
+            break;
+        case OtherThread: {
+            std::string seen;
+            std::thread other([&] { seen = convert(); });
+            other.join();
+            EXPECT_EQ(seen, local[step.zone]);
+            break;
+        }
+        case TextDirection: {
+            FILETIME back{};
+            ASSERT_TRUE(COsSystemTime::LocalTimeToFileTime(Record(2024, 3, 20, 12), back));
+            const uint64_t ticks = (uint64_t{back.dwHighDateTime} << 32) | back.dwLowDateTime;
+            EXPECT_EQ(static_cast<int64_t>(ticks / 10000000u) - 11644473600LL, localNoon[step.zone]);
+            break;
+        }
+        case ProgramItself: {
+            tzset();
+            std::time_t seconds = static_cast<std::time_t>(instant);
+            std::tm fields{};
+            ASSERT_NE(localtime_r(&seconds, &fields), nullptr);
+            EXPECT_EQ(fields.tm_hour, localHour[step.zone]);
+            break;
+        }
+        }
     }
 }
