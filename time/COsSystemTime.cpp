@@ -535,11 +535,10 @@ void COsSystemTime::LocalTime(FILETIME ftTime, _STSystemTime& stTime)
 {
     uint64_t ticks = (static_cast<uint64_t>(ftTime.dwHighDateTime) << 32) | ftTime.dwLowDateTime;
     int64_t seconds = static_cast<int64_t>(ticks / kTicksPerSecond) - kSecondsFrom1601To1970;
-    _STSystemTime result;
-    if (!LocalRecordOf(seconds, result))
+    // LocalRecordOf writes the record only on success, so the caller's record is filled in place.
+    if (!LocalRecordOf(seconds, stTime))
         return;
-    result.wMilliseconds = static_cast<uint16_t>(ticks % kTicksPerSecond / kTicksPerMillisecond);
-    stTime = result;
+    stTime.wMilliseconds = static_cast<uint16_t>(ticks % kTicksPerSecond / kTicksPerMillisecond);
 }
 
 bool COsSystemTime::LocalTimeToFileTime(const _STSystemTime& stTime, FILETIME& ftTime)

@@ -17,6 +17,7 @@
 #include "platform/calendar.h"
 
 #include <time.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <climits>
@@ -52,6 +53,44 @@ std::vector<std::unique_ptr<AppliedZone>>& g_zones = *new std::vector<std::uniqu
 std::atomic<unsigned long> g_sequence{0};                  // odd while a tzset runs
 std::atomic<const AppliedZone*> g_applied{nullptr};        // the zone in force, null when unknown
 
+// Where the environment held TZ when it was last looked up: the array, the slot and the entry ("TZ=...")
+// in it. getenv walks the whole environment, and a TZ set at run time stands at its end; while the array
+// and that slot still hold the same entry, the entry is the TZ of the environment (setenv, putenv and
+// unsetenv replace or move an entry, never add a second one). Never changed once published, and kept to
+// the end of the process; a few dozen at most, beyond which every look-up goes through getenv.
+struct Sighting {
+    char** environment;
+    size_t slot;
+    const char* entry;
+};
+constexpr size_t kMostSightings = 64;
+std::vector<std::unique_ptr<Sighting>>& g_sightings = *new std::vector<std::unique_ptr<Sighting>>;
+std::atomic<const Sighting*> g_sighting{nullptr};
+
+// The TZ text of the environment, or null when TZ is unset.
+const char* ZoneText()
+{
+    char** environment = environ;
+    const Sighting* sighting = g_sighting.load(std::memory_order_acquire);
+    if (sighting != nullptr && environment == sighting->environment &&
+        environment[sighting->slot] == sighting->entry)
+        return sighting->entry + 3;
+    const char* tz = std::getenv("TZ");
+    if (tz == nullptr || environment == nullptr || environ != environment)
+        return tz;
+    for (size_t slot = 0; environment[slot] != nullptr; ++slot) {
+        if (environment[slot] + 3 != tz)
+            continue;
+        std::lock_guard<std::mutex> lock(g_applyLock);
+        if (g_sightings.size() < kMostSightings) {
+            g_sightings.emplace_back(new Sighting{environment, slot, environment[slot]});
+            g_sighting.store(g_sightings.back().get(), std::memory_order_release);
+        }
+        break;
+    }
+    return tz;
+}
+
 // When tzset last read the system's zone with TZ unset, in milliseconds of the coarse monotonic clock;
 // LLONG_MIN when it has not, or TZ was set since.
 std::atomic<long long> g_systemZoneReadAt{LLONG_MIN};
@@ -85,7 +124,7 @@ void ApplyZoneLocked()
 
 void RefreshZone()
 {
-    if (const char* tz = std::getenv("TZ")) {
+    if (const char* tz = ZoneText()) {
         if (g_systemZoneReadAt.load(std::memory_order_relaxed) != LLONG_MIN)
             g_systemZoneReadAt.store(LLONG_MIN, std::memory_order_relaxed);
         const unsigned long before = g_sequence.load(std::memory_order_acquire);

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <cstring>
 #include <ctime>
 #include <string>
 #include <thread>
@@ -257,4 +258,15 @@ TEST(SystemTimeConversion, AZoneChangedBackAndForthCountsWhoeverAppliedTheOneBef
         }
         }
     }
+
+    // A program's own entry, changed in place where it stands in the environment, and TZ unset and set
+    // again: the same slot and array can hold another zone.
+    static char entry[] = "TZ=CST-8";
+    ASSERT_EQ(putenv(entry), 0);
+    EXPECT_EQ(convert(), local[2]);
+    std::memcpy(entry, "TZ=UTC0", sizeof "TZ=UTC0");
+    EXPECT_EQ(convert(), "2024-03-20 17:00:00.000 w3");
+    unsetenv("TZ");
+    setenv("TZ", zones[1], 1);
+    EXPECT_EQ(convert(), local[1]);
 }
