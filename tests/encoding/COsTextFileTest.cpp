@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -176,6 +177,29 @@ TEST(COsTextFileDetection, MarksDecideAndTheScanDecidesTheRest)
     }
 }
 
+namespace {
+
+// A sequence of every lead, from two bytes to the six-byte form.
+const std::string kLeadSequences[] = {"\xC3\xA9", "\xE4\xB8\xAD", "\xF4\x8F\xBF\xBF", "\xF8\x88\x80\x80\x80",
+                                      "\xFC\x84\x80\x80\x80\x80"};
+
+// Opens `length` bytes of ASCII with `variant` at `place` under detection: the format, or -2, must be the
+// plain model's.
+void ExpectDetectedAsTheModel(const TempDir& dir, size_t length, size_t place, const std::string& variant)
+{
+    std::string bytes(length, 'a');
+    bytes.replace(place, variant.size(), variant);
+    const std::string path = FreshFile(dir, bytes);
+    size_t start = 0;
+    const int expected = veltrane_test::DetectedFormat(bytes, start);
+    Reader reader;
+    const int open = reader.file->Open(path.c_str(), "rb", TextFormatAuto, 0);
+    EXPECT_EQ(open < 0 ? open : static_cast<int>(reader.file->GetFormat()), expected)
+        << testing::PrintToString(variant) << " at " << place;
+}
+
+}  // namespace
+
 TEST(COsTextFileDetection, TheScanFindsALateBreakAcrossItsPieces)
 {
     TempDir dir;
@@ -196,20 +220,10 @@ TEST(COsTextFileDetection, TheScanFindsALateBreakAcrossItsPieces)
     // not end on a multiple of sixteen bytes: what the scan carries from one piece to the next is all that
     // decides these.
     const size_t boundary = 1u << 20;
-    for (const char* sequence : {"\xC3\xA9", "\xE4\xB8\xAD", "\xF4\x8F\xBF\xBF", "\xF8\x88\x80\x80\x80",
-                                 "\xFC\x84\x80\x80\x80\x80"}) {
-        const std::string whole(sequence);
+    for (const std::string& whole : kLeadSequences) {
         for (const std::string& variant : {whole, whole.substr(0, whole.size() - 1)}) {
             for (size_t place = boundary - variant.size(); place <= boundary; ++place) {
-                std::string bytes(boundary + 37, 'a');
-                bytes.replace(place, variant.size(), variant);
-                const std::string path = FreshFile(dir, bytes);
-                size_t start = 0;
-                const int expected = veltrane_test::DetectedFormat(bytes, start);
-                Reader reader;
-                const int open = reader.file->Open(path.c_str(), "rb", TextFormatAuto, 0);
-                ASSERT_EQ(open < 0 ? open : static_cast<int>(reader.file->GetFormat()), expected)
-                    << testing::PrintToString(variant) << " at " << place;
+                ExpectDetectedAsTheModel(dir, boundary + 37, place, variant);
             }
         }
     }
@@ -221,20 +235,12 @@ TEST(COsTextFileDetection, TheScanHoldsForEveryLeadAtEveryPlace)
     // on in 83 bytes of ASCII: the scan looks at sixteen bytes a step and 64 a block, the last three bytes
     // one by one, and a sequence may cross from one to the next.
     TempDir dir;
-    for (const char* sequence : {"\xC3\xA9", "\xE4\xB8\xAD", "\xF4\x8F\xBF\xBF", "\xF8\x88\x80\x80\x80",
-                                 "\xFC\x84\x80\x80\x80\x80", "\xFE\x80"}) {
-        const std::string whole(sequence);
+    std::vector<std::string> sequences(std::begin(kLeadSequences), std::end(kLeadSequences));
+    sequences.push_back("\xFE\x80");
+    for (const std::string& whole : sequences) {
         for (const std::string& variant : {whole, whole.substr(0, whole.size() - 1), whole + "\x80"}) {
             for (size_t place = 40; place + variant.size() <= 83; ++place) {
-                std::string bytes(83, 'a');
-                bytes.replace(place, variant.size(), variant);
-                const std::string path = FreshFile(dir, bytes);
-                size_t start = 0;
-                const int expected = veltrane_test::DetectedFormat(bytes, start);
-                Reader reader;
-                const int open = reader.file->Open(path.c_str(), "rb", TextFormatAuto, 0);
-                ASSERT_EQ(open < 0 ? open : static_cast<int>(reader.file->GetFormat()), expected)
-                    << testing::PrintToString(variant) << " at " << place;
+                ExpectDetectedAsTheModel(dir, 83, place, variant);
             }
         }
     }
