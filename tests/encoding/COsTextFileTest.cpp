@@ -216,14 +216,14 @@ TEST(COsTextFileDetection, TheScanFindsALateBreakAcrossItsPieces)
         EXPECT_EQ(open < 0 ? open : static_cast<int>(reader.file->GetFormat()), expected) << name;
     }
 
-    // Every lead, whole and one continuation short, at each place around the boundary, in a file that does
-    // not end on a multiple of sixteen bytes: what the scan carries from one piece to the next is all that
-    // decides these.
+    // Every lead, whole and one continuation short, at each place around the boundary, with two blocks of 64
+    // bytes behind it and a file that does not end on a multiple of sixteen bytes: what the scan carries from
+    // one piece to the next, and what a block looks at before its own bytes, is all that decides these.
     const size_t boundary = 1u << 20;
     for (const std::string& whole : kLeadSequences) {
         for (const std::string& variant : {whole, whole.substr(0, whole.size() - 1)}) {
             for (size_t place = boundary - variant.size(); place <= boundary; ++place) {
-                ExpectDetectedAsTheModel(dir, boundary + 37, place, variant);
+                ExpectDetectedAsTheModel(dir, boundary + 133, place, variant);
             }
         }
     }
