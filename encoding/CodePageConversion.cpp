@@ -1,5 +1,5 @@
 // Conversion between a code page and UTF-16: UTF-8 and Windows-1252 by the library's own code, every other
-// page through the host's charset tables. Both directions are one algorithm over these three sources.
+// page through the host's tables. Both directions are one algorithm over these three sources.
 #include "encoding/CodePageConversion.h"
 
 #include "encoding/CodePageTable.h"
@@ -32,14 +32,14 @@ size_t OwnWindows1252(const wchar16* text, size_t length, char* target)
     return Utf16ToWindows1252(text, length, target);
 }
 
-long long HostCharset(const char* charset, const char* text, size_t length, wchar16* target, size_t capacity)
+long long HostPage(unsigned codePage, const char* text, size_t length, wchar16* target, size_t capacity)
 {
-    return platform::DecodeCharset(charset, text, length, target, capacity);
+    return platform::DecodeLegacyPage(codePage, text, length, target, capacity);
 }
 
-long long HostCharset(const char* charset, const wchar16* text, size_t length, char* target, size_t capacity)
+long long HostPage(unsigned codePage, const wchar16* text, size_t length, char* target, size_t capacity)
 {
-    return platform::EncodeCharset(charset, text, length, target, capacity);
+    return platform::EncodeLegacyPage(codePage, text, length, target, capacity);
 }
 
 template <typename From, typename To>
@@ -51,10 +51,7 @@ size_t Convert(unsigned codePage, const From* text, size_t length, To* target, s
     } else if (codePage == kCodePageAnsi || codePage == kCodePageWindows1252) {
         units = OwnWindows1252(text, length, target);
     } else {
-        const char* charset = CharsetOfCodePage(codePage);
-        if (charset == nullptr)
-            return 0;
-        long long converted = HostCharset(charset, text, length, target, target ? capacity - 1 : 0);
+        long long converted = HostPage(codePage, text, length, target, target ? capacity - 1 : 0);
         if (converted < 0)
             return 0;
         units = static_cast<size_t>(converted);

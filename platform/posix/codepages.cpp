@@ -1,4 +1,5 @@
-// Legacy character sets through glibc's iconv, with the replacement rules the library promises.
+// platform/posix/codepages.cpp — legacy code pages through glibc's iconv, one charset per page number, with
+// the replacement rules the library promises.
 // iconv stops at the first byte it cannot decode and at the first character it cannot encode; here the
 // conversion goes on past them. Some tables (windows-1255 among them) hold the last character back
 // until the flush call, so every conversion ends with it. Long texts in the common sets, whose characters
@@ -18,6 +19,58 @@
 
 namespace platform {
 namespace {
+
+struct PageCharset {
+    unsigned page;
+    const char* charset;  // nullptr: glibc has no table for the page
+};
+
+// Each charset is chosen for agreeing with Windows' own table byte by byte, not for its name: CP932 rather
+// than SHIFT_JIS (which reads 0x5C as the yen sign), CP936 rather than GBK or GB18030, CP1252 rather than
+// ISO-8859-1. The library converts pages 0 and 1252 with its own Windows-1252 table, which agrees with CP1252.
+// The Unicode pages (1200, 12000, 12001, 65000, 65001) are folded to 0 before a charset is needed;
+// 1201 is not folded, and has no charset, so naming it fails.
+const PageCharset kPageCharsets[] = {
+    {0, "CP1252"}, {37, "IBM037"}, {437, "CP437"}, {500, "IBM500"}, {708, "ASMO_449"}, {720, nullptr},
+    {737, "CP737"}, {775, "CP775"}, {850, "CP850"}, {852, "CP852"}, {855, "CP855"}, {857, "CP857"},
+    {858, "IBM858"}, {860, "CP860"}, {861, "CP861"}, {862, "CP862"}, {863, "CP863"}, {864, "CP864"},
+    {865, "CP865"}, {866, "CP866"}, {869, "CP869"}, {870, "IBM870"}, {874, "CP874"}, {875, "CP875"},
+    {932, "CP932"}, {936, "CP936"}, {949, "CP949"}, {950, "CP950"}, {1026, "IBM1026"}, {1047, "IBM1047"},
+    {1140, "IBM1140"}, {1141, "IBM1141"}, {1142, "IBM1142"}, {1143, "IBM1143"}, {1144, "IBM1144"},
+    {1145, "IBM1145"}, {1146, "IBM1146"}, {1147, "IBM1147"}, {1148, "IBM1148"}, {1149, "IBM1149"},
+    {1200, nullptr}, {1201, nullptr},
+    {1250, "CP1250"}, {1251, "CP1251"}, {1252, "CP1252"}, {1253, "CP1253"}, {1254, "CP1254"},
+    {1255, "CP1255"}, {1256, "CP1256"}, {1257, "CP1257"}, {1258, "CP1258"}, {1361, "JOHAB"},
+    {10000, "MACINTOSH"}, {10001, "CP932"}, {10002, "BIG5"}, {10003, "EUC-KR"}, {10004, nullptr},
+    {10005, nullptr}, {10006, nullptr}, {10007, "CP10007"}, {10008, "EUC-CN"}, {10010, nullptr},
+    {10017, "MACUKRAINIAN"}, {10021, "TIS-620"}, {10029, "MAC-CENTRALEUROPE"}, {10079, "MAC-IS"},
+    {10081, nullptr}, {10082, nullptr}, {12000, nullptr}, {12001, nullptr},
+    {20000, nullptr}, {20001, nullptr}, {20002, nullptr}, {20003, nullptr}, {20004, nullptr}, {20005, nullptr},
+    {20105, nullptr}, {20106, "ISO646-DE"}, {20107, "ISO646-SE"}, {20108, "ISO646-NO"}, {20127, "ASCII"},
+    {20261, "T.61-8BIT"}, {20269, "ISO_6937"}, {20273, "IBM273"}, {20277, "IBM277"}, {20278, "IBM278"},
+    {20280, "IBM280"}, {20284, "IBM284"}, {20285, "IBM285"}, {20290, "IBM290"}, {20297, "IBM297"},
+    {20420, "IBM420"}, {20423, "IBM423"}, {20424, "IBM424"}, {20833, nullptr}, {20838, nullptr},
+    {20866, "KOI8-R"}, {20871, "IBM871"}, {20880, "IBM880"}, {20905, "IBM905"}, {20924, nullptr},
+    {20932, "EUC-JP"}, {20936, "EUC-CN"}, {20949, "EUC-KR"}, {21025, "IBM1025"}, {21866, "KOI8-U"},
+    {28591, "ISO-8859-1"}, {28592, "ISO-8859-2"}, {28593, "ISO-8859-3"}, {28594, "ISO-8859-4"},
+    {28595, "ISO-8859-5"}, {28596, "ISO-8859-6"}, {28597, "ISO-8859-7"}, {28598, "ISO-8859-8"},
+    {28599, "ISO-8859-9"}, {28603, "ISO-8859-13"}, {28605, "ISO-8859-15"}, {29001, nullptr},
+    {38598, "ISO-8859-8"}, {50221, "ISO-2022-JP"}, {50222, "ISO-2022-JP"}, {50225, "ISO-2022-KR"},
+    {50227, "ISO-2022-CN"}, {51936, "EUC-CN"}, {51949, "EUC-KR"}, {52936, nullptr}, {54936, "GB18030"},
+    {57002, nullptr}, {57003, nullptr}, {57004, nullptr}, {57005, nullptr}, {57006, nullptr},
+    {57007, nullptr}, {57008, nullptr}, {57009, nullptr}, {57010, nullptr}, {57011, nullptr},
+    {65000, nullptr}, {65001, nullptr},
+};
+
+
+const char* CharsetOfPage(unsigned page)
+{
+    for (const PageCharset& row : kPageCharsets) {
+        if (row.page == page)
+            return row.charset;
+    }
+    return nullptr;
+}
 
 // UTF-16 in the host's own byte order, so that units are written straight into the caller's buffer.
 const char* HostUtf16()
@@ -340,15 +393,16 @@ long long StreamEncode(const char* charset, const char16_t* text, size_t count, 
 
 }  // namespace
 
-bool CharsetAvailable(const char* charset)
+const char* LegacyPageTableName(unsigned page)
 {
-    Descriptor decoder(HostUtf16(), charset);
-    Descriptor encoder(charset, HostUtf16());
-    return decoder.valid() && encoder.valid();
+    return CharsetOfPage(page);
 }
 
-long long DecodeCharset(const char* charset, const char* bytes, size_t count, char16_t* target, size_t capacity)
+long long DecodeLegacyPage(unsigned page, const char* bytes, size_t count, char16_t* target, size_t capacity)
 {
+    const char* charset = CharsetOfPage(page);
+    if (charset == nullptr)
+        return -1;
     if (count >= kTableThreshold) {
         const DecodeTable& table = TableFor<DecodeTable>(charset, ReadDecodeTable);
         if (table.usable)
@@ -357,8 +411,11 @@ long long DecodeCharset(const char* charset, const char* bytes, size_t count, ch
     return StreamDecode(charset, bytes, count, target, capacity);
 }
 
-long long EncodeCharset(const char* charset, const char16_t* text, size_t count, char* target, size_t capacity)
+long long EncodeLegacyPage(unsigned page, const char16_t* text, size_t count, char* target, size_t capacity)
 {
+    const char* charset = CharsetOfPage(page);
+    if (charset == nullptr)
+        return -1;
     if (count >= kTableThreshold) {
         const EncodeTable& table = TableFor<EncodeTable>(charset, ReadEncodeTable);
         if (table.usable)
