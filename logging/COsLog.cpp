@@ -15,7 +15,7 @@
 // filter list with its section.
 COsLog* COsLog::s_OsLog = nullptr;
 CMonitoredSection COsLog::s_MonitoredSection;
-int COsLog::s_LogOutputPort = -1;
+std::atomic<int> COsLog::s_LogOutputPort{-1};
 COsLogRecv* s_LogRecv = nullptr;
 CMonitoredSection s_LogRecvSection;
 LogFilterList s_LogFilters;
@@ -101,7 +101,7 @@ void COsLog::FreeInstance()
 
 int COsLog::GetLogOutputPort()
 {
-    return __atomic_load_n(&s_LogOutputPort, __ATOMIC_ACQUIRE);
+    return s_LogOutputPort.load(std::memory_order_acquire);
 }
 
 COsLog::COsLog()
@@ -153,7 +153,7 @@ int COsLog::Start()
     }
     if (boundPort < 0)
         return OS_ERR_NETWORK;
-    __atomic_store_n(&s_LogOutputPort, boundPort, __ATOMIC_RELEASE);
+    s_LogOutputPort.store(boundPort, std::memory_order_release);
     if (!m_pListenSocket->Listen() || !m_pListenSocket->SetBlocking(true))
         return OS_ERR_NETWORK;
 

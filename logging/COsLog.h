@@ -69,5 +69,5 @@ private:
 
     static COsLog* s_OsLog;
     static CMonitoredSection s_MonitoredSection;
-    static int s_LogOutputPort;
+    static std::atomic<int> s_LogOutputPort;
 };

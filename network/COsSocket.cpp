@@ -70,10 +70,10 @@ class HandleUsers
 {
 public:
     // The handle in `field` now, counted as in use until Leave; INVALID_SOCKET when none is held.
-    SOCKET Enter(const SOCKET* field)
+    SOCKET Enter(const std::atomic<SOCKET>* field)
     {
         std::lock_guard<std::mutex> lock(m_Mutex);
-        SOCKET handle = __atomic_load_n(field, __ATOMIC_ACQUIRE);
+        SOCKET handle = field->load(std::memory_order_acquire);
         if (handle != INVALID_SOCKET)
             ++m_Users[handle];
         return handle;
@@ -93,10 +93,10 @@ public:
 
     // Clears `field` and closes the socket it held. A call that the shutdown did not wake within a
     // second no longer holds the close back.
-    void Close(SOCKET* field)
+    void Close(std::atomic<SOCKET>* field)
     {
         std::unique_lock<std::mutex> lock(m_Mutex);
-        SOCKET handle = __atomic_exchange_n(field, INVALID_SOCKET, __ATOMIC_ACQ_REL);
+        SOCKET handle = field->exchange(INVALID_SOCKET, std::memory_order_acq_rel);
         if (handle == INVALID_SOCKET)
             return;
         if (m_Users.count(handle) != 0) {
@@ -122,7 +122,7 @@ HandleUsers& Users()
 class HandleInUse
 {
 public:
-    explicit HandleInUse(const SOCKET* field) : m_hSocket(Users().Enter(field)) {}
+    explicit HandleInUse(const std::atomic<SOCKET>* field) : m_hSocket(Users().Enter(field)) {}
     ~HandleInUse() { Users().Leave(m_hSocket); }
     HandleInUse(const HandleInUse&) = delete;
     HandleInUse& operator=(const HandleInUse&) = delete;
@@ -136,7 +136,7 @@ private:
 // first waits up to 10 ms for the socket, so a waiting caller does not burn a core; the handle is read
 // afresh for every attempt, so a ShutDown from another thread ends the loop.
 template <typename Transfer>
-long Retrying(const SOCKET* field, bool forWrite, Transfer transfer)
+long Retrying(const std::atomic<SOCKET>* field, bool forWrite, Transfer transfer)
 {
     for (;;) {
         HandleInUse handle(field);
@@ -160,7 +160,9 @@ COsSocket::COsSocket()
       m_pRemoteMac(nullptr)
 {
     SectionGuard lock(s_MonitoredSection);
-    // The host's socket service needs no start-up; the count alone brackets the objects' lives.
+    // The socket service runs exactly while an object lives; a service that fails to start shows at Create.
+    if (s_nTotalSockets == 0)
+        platform::SocketServiceStart();
     ++s_nTotalSockets;
 }
 
@@ -174,7 +176,7 @@ COsSocket::COsSocket(const COsSocket& other)
 
 COsSocket& COsSocket::operator=(const COsSocket& other)
 {
-    __atomic_store_n(&m_hSocket, other.CurrentHandle(), __ATOMIC_RELEASE);
+    m_hSocket.store(other.CurrentHandle(), std::memory_order_release);
     m_eError = other.m_eError;
     m_bBlocking = other.m_bBlocking;
     m_eType = other.m_eType;
@@ -191,7 +193,8 @@ COsSocket::~COsSocket()
 {
     SectionGuard lock(s_MonitoredSection);
     ShutDown();
-    --s_nTotalSockets;
+    if (--s_nTotalSockets == 0)
+        platform::SocketServiceStop();
     delete[] m_pRemoteIP;
     delete[] m_pRemoteMac;
 }
@@ -211,7 +214,7 @@ void COsSocket::FreeInstance(COsSocket** ppSocket)
 
 SOCKET COsSocket::CurrentHandle() const
 {
-    return __atomic_load_n(&m_hSocket, __ATOMIC_ACQUIRE);
+    return m_hSocket.load(std::memory_order_acquire);
 }
 
 void COsSocket::CloseHeldSocket()
@@ -239,7 +242,7 @@ bool COsSocket::Create(ESocketType eType, unsigned int nRecvBufferSize, unsigned
     SOCKET handle = INVALID_SOCKET;
     if (eType == eSocketTypeTcp || eType == eSocketTypeUdp)
         handle = platform::SocketOpen(eType == eSocketTypeTcp);
-    __atomic_store_n(&m_hSocket, handle, __ATOMIC_RELEASE);
+    m_hSocket.store(handle, std::memory_order_release);
     if (handle == INVALID_SOCKET) {
         TranslateSocketError();
         return false;
@@ -309,7 +312,7 @@ bool COsSocket::Bind(const std::string& strHost, unsigned short nPort)
     // A stream socket may take a port whose earlier connections still linger in TIME_WAIT, as on
     // Windows, so a restarted server gets its port back at once. Two listeners on one port stay refused.
     if (m_eType == eSocketTypeTcp)
-        platform::SocketSetReuseAddress(handle, true);
+        platform::SocketSetRestartableBind(handle);
     if (!platform::SocketBind(handle, address, nPort)) {
         TranslateSocketError();
         return false;
@@ -399,15 +402,17 @@ bool COsSocket::Accept(COsSocket* pSocket, char* pIP, unsigned int nIPSize, unsi
     }
     uint32_t peerAddress = 0;
     uint16_t peerPort = 0;
+    // The handle is kept whole beside the loop's status: a 64-bit handle does not pass through a count.
+    SOCKET connection = INVALID_SOCKET;
     long accepted = Retrying(&m_hSocket, false, [&](SOCKET handle) {
-        SOCKET connection = platform::SocketAccept(handle, &peerAddress, &peerPort);
-        return connection == platform::kNoSocket ? -1L : static_cast<long>(connection);
+        connection = platform::SocketAccept(handle, &peerAddress, &peerPort);
+        return connection == platform::kNoSocket ? -1L : 0L;
     });
     if (accepted == -1) {
         TranslateSocketError();
         return false;
     }
-    __atomic_store_n(&pSocket->m_hSocket, static_cast<SOCKET>(accepted), __ATOMIC_RELEASE);
+    pSocket->m_hSocket.store(connection, std::memory_order_release);
     pSocket->m_eType = eSocketTypeTcp;
     if (pIP != nullptr) {
         strcpyz(pIP, nIPSize, DottedText(peerAddress).c_str());
@@ -421,7 +426,7 @@ bool COsSocket::InitConnectedSocket(SOCKET hSocket)
 {
     if (hSocket == INVALID_SOCKET)
         return false;
-    __atomic_store_n(&m_hSocket, hSocket, __ATOMIC_RELEASE);
+    m_hSocket.store(hSocket, std::memory_order_release);
     m_bConnected = true;
     return true;
 }
@@ -757,7 +762,7 @@ int COsSocket::IsReady(unsigned int nTimeout, ESocketStatus eStatus)
 
 int COsSocket::IsReadable(COsSocket* pFirst, COsSocket* pSecond, unsigned int nTimeout)
 {
-    const SOCKET none = INVALID_SOCKET;
+    const std::atomic<SOCKET> none{INVALID_SOCKET};
     HandleInUse first(pFirst != nullptr ? &pFirst->m_hSocket : &none);
     HandleInUse second(pSecond != nullptr ? &pSecond->m_hSocket : &none);
     bool firstReadable = false;

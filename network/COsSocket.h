@@ -1,6 +1,7 @@
 // COsSocket: one IPv4 TCP or UDP socket with its last failure in two forms and a process-wide object count.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 
@@ -126,7 +127,7 @@ private:
     SOCKET CurrentHandle() const;
     void CloseHeldSocket();
 
-    SOCKET m_hSocket;
+    std::atomic<SOCKET> m_hSocket;
     ESocketError m_eError;
     bool m_bBlocking;
     ESocketType m_eType;
