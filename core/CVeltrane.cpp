@@ -4,6 +4,7 @@
 #include "core/SectionGuard.h"
 #include "identity/COsSystem.h"
 #include "logging/COsLog.h"
+#include "platform/sysinfo.h"
 #include "strings/COsString.h"
 
 CVeltrane* CVeltrane::s_Veltrane = nullptr;
@@ -87,6 +88,6 @@ std::string CVeltrane::OsVersion() const { return TextOf(m_szOsVersion); }
 std::string CVeltrane::CoreVersion() const { return TextOf(m_szCoreVersion); }
 std::string CVeltrane::GCCVersion() const { return TextOf(m_szGCCVersion); }
 std::string CVeltrane::VeltraneLibDir() const { return TextOf(m_szVeltraneLibDir); }
-std::string CVeltrane::DestOsVersion() const { return "Linux"; }
+std::string CVeltrane::DestOsVersion() const { return platform::SystemFamilyName(); }
 std::string CVeltrane::DestOsBit() const { return sizeof(void*) == 8 ? "64" : "32"; }
 uint32_t CVeltrane::OsBits() const { return m_nOsBits; }

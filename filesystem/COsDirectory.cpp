@@ -31,11 +31,11 @@ std::string ResolveDots(const std::string& path)
     return resolved;
 }
 
-// "/"-rooted paths are rooted in this host's file system: without this no caller could name a file
-// outside the library directory.
+// A name the host roots in its own file system is taken as it stands: without this no caller could name a
+// file outside the library directory on a host whose absolute names the text rules do not know.
 bool IsAbsoluteOnHost(const std::string& path, int textRule)
 {
-    return textRule == 1 || (!path.empty() && path[0] == '/');
+    return textRule == 1 || platform::IsRootedOnHost(path);
 }
 
 }  // namespace

@@ -10,7 +10,7 @@ HINSTANCE COsLibrary::LoadLib(const std::string& name)
     std::string absolutePath;
     if (filesystem::PrepareName(name, absolutePath) != 0)
         return nullptr;
-    return platform::OpenLibrary(absolutePath);
+    return static_cast<HINSTANCE>(platform::OpenLibrary(absolutePath));
 }
 
 bool COsLibrary::FreeLib(HINSTANCE library)

@@ -14,6 +14,9 @@ const char kUnknownSystem[] = "Unknown Operating System";
 
 std::string COsSystem::GetSystemVersion()
 {
+    _S_WindowsVersion version{};
+    if (platform::ReadWindowsVersion(version))
+        return NameWindowsVersion(version);
     const std::string name = platform::OperatingSystemName();
     return name.empty() ? kUnknownSystem : name;
 }

@@ -32,10 +32,13 @@ constexpr int kWsaConnectionRefused = 10061;
 constexpr int kWsaHostNotFound = 11001;
 constexpr int kWsaNoData = 11004;
 
-// Starts the host's socket service for the process; every start counts, and the library stops it only where
-// it pairs its starts with stops. False, with the last error set, when the host refuses.
-// Host notes: POSIX sockets need no service: always true.
+// Starts the host's socket service for one more user, or stops it for one; every start counts, and the
+// library brackets the life of every socket object with a start and a stop. The start gives false, with the
+// last error set, when the host refuses.
+// Host notes: POSIX sockets need no service: the start is always true and the stop does nothing; Windows
+// Sockets counts its own starts and stops.
 bool SocketServiceStart();
+void SocketServiceStop();
 
 // The thread's last socket error (0 until a socket call fails on this thread).
 int SocketLastError();
@@ -48,11 +51,15 @@ void SocketShutdownBoth(uint64_t socket);
 // Shuts both directions and closes; results are ignored.
 void SocketClose(uint64_t socket);
 
-// SO_RCVBUF, SO_SNDBUF, SO_BROADCAST and SO_REUSEADDR; false on failure.
+// The receive and send buffer sizes and the permission to broadcast; false on failure.
 bool SocketSetReceiveBuffer(uint64_t socket, uint32_t size);
 bool SocketSetSendBuffer(uint64_t socket, uint32_t size);
 bool SocketSetBroadcast(uint64_t socket, bool enabled);
-bool SocketSetReuseAddress(uint64_t socket, bool enabled);
+// Before bind: a restarted server gets its port back while connections of its previous run linger, and a
+// second socket that binds a port in use is still refused. False on failure.
+// Host notes: POSIX sets SO_REUSEADDR. Windows binds past lingering connections by itself, and its
+// SO_REUSEADDR would let a second socket take a live port, so it sets SO_EXCLUSIVEADDRUSE instead.
+bool SocketSetRestartableBind(uint64_t socket);
 // The multicast time-to-live, the loop of a socket's own group traffic, and joining `group` on `local`.
 bool SocketSetMulticastTtl(uint64_t socket, uint8_t ttl);
 bool SocketSetMulticastLoop(uint64_t socket, bool enabled);
@@ -72,10 +79,12 @@ bool SocketConnect(uint64_t socket, uint32_t address, uint16_t port);
 uint64_t SocketAccept(uint64_t socket, uint32_t* address, uint16_t* port);
 bool SocketLocalAddress(uint64_t socket, uint32_t* address, uint16_t* port);
 
-// One transfer; the count or -1. Flags are the Windows numbers (1 out-of-band, 2 peek, 4 do not route,
+// One transfer; the count or -1.
+// Host notes: Windows takes at most INT_MAX bytes per call; a longer length is cut, which the count shows. Flags are the Windows numbers (1 out-of-band, 2 peek, 4 do not route,
 // 8 wait for all). Sends never raise a signal when the peer has gone.
 long SocketSend(uint64_t socket, const void* data, uint32_t length, int flags);
 // One send of what the socket takes at once, never waiting, even on a blocking socket.
+// Host notes: Windows has no per-call flag for that; a blocking socket is made non-blocking for the call.
 long SocketSendNow(uint64_t socket, const void* data, uint32_t length);
 long SocketReceive(uint64_t socket, void* data, uint32_t length, int flags);
 // With the caller's raw address record of `addressLength` bytes, passed through unread.

@@ -1,15 +1,25 @@
-// What the host says about itself: its system, its word width, its name, the toolchain, and the two
-// questions that identify its machine.
+// What the host says about itself: its family and system, its word width, its name, the toolchain, and
+// the two questions that identify its machine.
 #pragma once
 
 #include <string>
 
 #include "platform/process.h"
 
+struct _S_WindowsVersion;
+
 namespace platform {
 
-// The distribution's pretty name followed by the kernel's name and release ("Debian GNU/Linux 12
-// (bookworm) Linux 6.1.0-18-amd64"), the kernel alone without a distribution, "" when neither is known.
+// The family of systems the library was built for, as CVeltrane reports it: "Windows" or "Linux".
+const char* SystemFamilyName();
+
+// Fills `version` from the host's version services, each looked up as the Windows naming expects,
+// and gives true; false, leaving `version` as it was, on a host that keeps no Windows version record.
+bool ReadWindowsVersion(_S_WindowsVersion& version);
+
+// The system's name where the host does not describe itself with a Windows version record: the
+// distribution's pretty name followed by the kernel's name and release ("Debian GNU/Linux 12 (bookworm)
+// Linux 6.1.0-18-amd64"), the kernel alone without a distribution, "" when neither is known.
 std::string OperatingSystemName();
 
 // The width of the system's native word: 64 on a 64-bit system (whatever this process's own width),

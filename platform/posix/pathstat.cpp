@@ -11,4 +11,9 @@ bool IsExistingDirectory(const std::string& path)
     return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+bool IsRootedOnHost(const std::string& path)
+{
+    return !path.empty() && path[0] == '/';
+}
+
 }  // namespace platform

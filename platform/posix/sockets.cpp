@@ -137,6 +137,10 @@ bool SocketServiceStart()
     return true;
 }
 
+void SocketServiceStop()
+{
+}
+
 int SocketLastError()
 {
     return static_cast<int>(GetLastError());
@@ -182,9 +186,9 @@ bool SocketSetBroadcast(uint64_t socket, bool enabled)
     return SetIntOption(socket, SOL_SOCKET, SO_BROADCAST, enabled ? 1 : 0);
 }
 
-bool SocketSetReuseAddress(uint64_t socket, bool enabled)
+bool SocketSetRestartableBind(uint64_t socket)
 {
-    return SetIntOption(socket, SOL_SOCKET, SO_REUSEADDR, enabled ? 1 : 0);
+    return SetIntOption(socket, SOL_SOCKET, SO_REUSEADDR, 1);
 }
 
 bool SocketSetMulticastTtl(uint64_t socket, uint8_t ttl)

@@ -36,6 +36,16 @@ std::string DistributionName()
 
 }  // namespace
 
+const char* SystemFamilyName()
+{
+    return "Linux";
+}
+
+bool ReadWindowsVersion(_S_WindowsVersion&)
+{
+    return false;
+}
+
 std::string OperatingSystemName()
 {
     std::string name = DistributionName();
