@@ -1,4 +1,5 @@
-// The Windows records and constants that the interface carries, defined with the fields the library uses.
+// The Windows records and constants that the interface carries, defined by the library on a host that has
+// no Windows SDK, with the fields the library uses. Installed as VeltraneWindowsRecords.h.
 #pragma once
 
 #include <cstdint>

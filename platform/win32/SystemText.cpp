@@ -1,0 +1,62 @@
+// platform/win32/SystemText.cpp — UTF-8 <-> UTF-16 through the system's own converter, and module names.
+#include "platform/win32/SystemText.h"
+
+#include <windows.h>
+
+#include <climits>
+#include <vector>
+
+namespace platform {
+namespace win32 {
+
+std::wstring Widen(const std::string& text)
+{
+    std::wstring wide;
+    if (text.empty() || text.size() > static_cast<size_t>(INT_MAX))
+        return wide;
+    int length = static_cast<int>(text.size());
+    int units = ::MultiByteToWideChar(CP_UTF8, 0, text.data(), length, nullptr, 0);
+    if (units <= 0)
+        return wide;
+    wide.resize(static_cast<size_t>(units));
+    ::MultiByteToWideChar(CP_UTF8, 0, text.data(), length, &wide[0], units);
+    return wide;
+}
+
+std::string Narrow(const wchar_t* text, size_t count)
+{
+    std::string narrow;
+    if (text == nullptr || count == 0 || count > static_cast<size_t>(INT_MAX) / 3)
+        return narrow;
+    int length = static_cast<int>(count);
+    int bytes = ::WideCharToMultiByte(CP_UTF8, 0, text, length, nullptr, 0, nullptr, nullptr);
+    if (bytes <= 0)
+        return narrow;
+    narrow.resize(static_cast<size_t>(bytes));
+    ::WideCharToMultiByte(CP_UTF8, 0, text, length, &narrow[0], bytes, nullptr, nullptr);
+    return narrow;
+}
+
+std::string Narrow(const std::wstring& text)
+{
+    return Narrow(text.data(), text.size());
+}
+
+// GetModuleFileNameW cuts a long name to the buffer and says so only by filling it: grow until it fits.
+std::string ModuleFilePath(void* module)
+{
+    std::vector<wchar_t> buffer(MAX_PATH);
+    for (;;) {
+        DWORD length = ::GetModuleFileNameW(static_cast<HMODULE>(module), buffer.data(), static_cast<DWORD>(buffer.size()));
+        if (length == 0)
+            return std::string();
+        if (length < buffer.size())
+            return Narrow(buffer.data(), length);
+        if (buffer.size() >= 32768)
+            return std::string();
+        buffer.resize(buffer.size() * 2);
+    }
+}
+
+}  // namespace win32
+}  // namespace platform

@@ -1,0 +1,19 @@
+// Internal to the Windows side: UTF-8 names and texts to the system's UTF-16 and back, and module names.
+#pragma once
+
+#include <string>
+
+namespace platform {
+namespace win32 {
+
+// The UTF-16 form of a UTF-8 text; ill-formed bytes become U+FFFD, as the library's own decoder does.
+std::wstring Widen(const std::string& text);
+// The UTF-8 form of `count` UTF-16 units; a lone surrogate becomes U+FFFD.
+std::string Narrow(const wchar_t* text, size_t count);
+std::string Narrow(const std::wstring& text);
+
+// The full path of a loaded module (null: the process's executable), however long; "" on failure.
+std::string ModuleFilePath(void* module);
+
+}  // namespace win32
+}  // namespace platform
