@@ -13,8 +13,5 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-find_program(VELTRANE_WINE64 NAMES wine64 PATHS /usr/lib/wine /usr/lib64/wine NO_DEFAULT_PATH)
-find_program(VELTRANE_WINE64 NAMES wine64 wine)
-if(VELTRANE_WINE64)
-  set(CMAKE_CROSSCOMPILING_EMULATOR ${VELTRANE_WINE64})
-endif()
+# Programs (tests, test discovery, tools) run under wine64 in the build's own prefix; see wine-run.sh.
+set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/wine-run.sh)

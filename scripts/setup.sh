@@ -4,10 +4,11 @@
 set -euo pipefail
 
 # python3 and unicode-data only let the tests check the committed pinyin tables against their generator;
-# the mingw-w64 compilers make the PE files that the version resource tests read. Building the library
-# needs none of them.
+# the mingw-w64 compilers make the PE files that the version resource tests read, and with Wine they build
+# and run the Windows suite. Building the library for Linux needs none of them.
 packages=(cmake make g++ pkg-config binutils googletest libgtest-dev libbenchmark-dev libicu-dev clang libclang-rt-14-dev iproute2 util-linux procps
-          python3 unicode-data gcc-mingw-w64-x86-64-posix gcc-mingw-w64-i686-posix)
+          python3 unicode-data gcc-mingw-w64-x86-64-posix gcc-mingw-w64-i686-posix
+          g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine wine64)
 missing=()
 for package in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")

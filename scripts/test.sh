@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds and runs the whole test suite: a normal build (with the install test and the benchmarks compiled),
 # an AddressSanitizer + UndefinedBehaviorSanitizer build, a ThreadSanitizer build of the threaded suites,
-# and a bounded libFuzzer run. Any failure or sanitizer report fails the run.
+# a bounded libFuzzer run, and the Windows build (mingw-w64) with its suite and the demonstration under
+# Wine. Any failure or sanitizer report fails the run.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
@@ -56,6 +57,20 @@ if [ -f fuzz/CMakeLists.txt ] && [ -n "$(ls fuzz/*.cpp 2>/dev/null)" ]; then
   bash scripts/run-fuzzers.sh build/fuzz 90 && { passed=$((passed + 1)); summary+=("fuzz: clean"); } ||
     { failed=$((failed + 1)); summary+=("fuzz: FAILED"); }
 fi
+
+echo "== Windows build (mingw-w64), suite and demonstration under Wine"
+build build/windows -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake -DCMAKE_BUILD_TYPE=Release
+# One Wine session for the whole stage, stopped on every way out.
+trap 'bash scripts/wine-session.sh stop build/windows' EXIT
+bash scripts/wine-session.sh start build/windows
+run_suite windows build/windows
+if cmake/wine-run.sh build/windows/bin/veltrane.exe >build/windows/demo.log 2>&1; then
+  passed=$((passed + 1)); summary+=("windows demonstration: ran")
+else
+  failed=$((failed + 1)); summary+=("windows demonstration: FAILED (build/windows/demo.log)")
+fi
+bash scripts/wine-session.sh stop build/windows
+trap - EXIT
 
 echo
 printf '%s\n' "${summary[@]}"

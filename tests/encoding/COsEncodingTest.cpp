@@ -7,6 +7,8 @@
 
 #include <Veltrane.h>
 
+#include "tests/encoding/TableProbe.h"
+#include "tests/support/HostSystem.h"
 #include "tests/support/LargeMemory.h"
 
 namespace {
@@ -122,9 +124,12 @@ TEST(COsEncoding, UnicodeNamesUnknownAndNullNamesConvertThroughAnsiPage)
 
 TEST(COsEncoding, PagesWithoutTableFailAndLeaveOutParameterButEmptyTextSucceeds)
 {
-    // 1201 is not folded to the ANSI page; x-mac-arabic has no table on this host.
+    // 1201 is not folded to the ANSI page and no system converts it; glibc has no x-mac-arabic, which
+    // Windows has, so there it converts.
     for (const char* name : {"unicodeFFFE", "x-mac-arabic"}) {
         SCOPED_TRACE(name);
+        if (veltrane_test::kWindowsHost && !veltrane_test::SystemLacksCodePage(COsEncodingTableProbe::Lookup(name)))
+            continue;
         char* narrow = kUntouched;
         wchar16* wide = kUntouchedWide;
         EXPECT_EQ(COsEncoding::UnicodeToAnsi(u"abc", name, &narrow), OS_ERR_ENCODING);
@@ -154,6 +159,7 @@ TEST(COsEncoding, LegacyPagesEncodeAndDecode)
         std::u16string text;
         const char* bytes;
         std::u16string back;
+        bool undefinedBytes = false;  // Windows gives its own answer for them (a best-fit or U+30FB): no U+FFFD
     } rows[] = {
         {"GBK", u"\u4E2D\u6587 abc", "\xD6\xD0\xCE\xC4 abc", u"\u4E2D\u6587 abc"},
         {"GB18030", u"\u4E2D\U0001F600", "\xD6\xD0\x94\x39\xFC\x36", u"\u4E2D\U0001F600"},
@@ -169,14 +175,22 @@ TEST(COsEncoding, LegacyPagesEncodeAndDecode)
         {"windows-1251", u"\u4E2D\u00E9", "??", u"??"}, {"GBK", u"x\U0001F600y", "x?y", u"x?y"},
         {"GBK", u"a\xD800" u"b", "a?b", u"a?b"},
         // Bytes the page does not define decode to U+FFFD, and decoding goes on.
-        {"windows-1252", u"", "\x80\x81\x8D\x8F\x90\x9D\x9F\xFF!", u"\u20AC\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\u0178\u00FF!"},
-        {"windows-1255", u"", "\xF9\xFF", u"\u05E9\uFFFD"},  // the held-back letter comes first
-        {"GBK", u"", "\xD6\xD0\x81", u"\u4E2D\uFFFD"},        // a lone lead byte at the end
-        {"gb2312", u"", "\x81 x\xD6\xD0", u"\uFFFD x\u4E2D"},  // a lead byte before a byte that cannot trail it
-        {"shift_jis", u"", "\x82\xA0\x82", u"\u3042\uFFFD"},
+        {"windows-1252", u"", "\x80\x81\x8D\x8F\x90\x9D\x9F\xFF!", u"\u20AC\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\u0178\u00FF!", true},
+        {"windows-1255", u"", "\xF9\xFF", u"\u05E9\uFFFD", true},  // the held-back letter comes first
+        {"GBK", u"", "\xD6\xD0\x81", u"\u4E2D\uFFFD", true},        // a lone lead byte at the end
+        {"gb2312", u"", "\x81 x\xD6\xD0", u"\uFFFD x\u4E2D", true},  // a lead byte before a byte that cannot trail it
+        {"shift_jis", u"", "\x82\xA0\x82", u"\u3042\uFFFD", true},
     };
+    std::string lacking;
     for (const Row& row : rows) {
         SCOPED_TRACE(row.page);
+        // Windows-1252 is the library's own table on every host; the other pages are the host's.
+        if (row.undefinedBytes && veltrane_test::kWindowsHost && std::string(row.page) != "windows-1252")
+            continue;
+        if (veltrane_test::SystemLacksCodePage(COsEncodingTableProbe::Lookup(row.page))) {
+            lacking += std::string(" ") + row.page;
+            continue;
+        }
         int status = 0;
         if (!row.text.empty()) {
             EXPECT_EQ(Convert<const char*>(&COsEncoding::UnicodeToAnsi, row.text.c_str(), row.page, status), row.bytes);
@@ -186,12 +200,18 @@ TEST(COsEncoding, LegacyPagesEncodeAndDecode)
         EXPECT_EQ(status, static_cast<int>(row.back.size()) + 1);
     }
     // A shifting page: the default character comes out in the state the text is in.
-    int status = 0;
-    const char* snowman = "a\xE4\xB8\xAD\xE2\x98\x83\xE4\xB8\xAD" "b";
-    std::string jis = Convert<const char*>(&COsEncoding::UTF8ToAnsi, snowman, "iso-2022-jp", status);
-    ASSERT_GT(status, 0);
-    EXPECT_EQ(Convert<const char*>(&COsEncoding::AnsiToUTF8, jis.c_str(), "iso-2022-jp", status),
-              "a\xE4\xB8\xAD?\xE4\xB8\xAD" "b");
+    if (veltrane_test::SystemLacksCodePage(COsEncodingTableProbe::Lookup("iso-2022-jp"))) {
+        lacking += " iso-2022-jp";
+    } else {
+        int status = 0;
+        const char* snowman = "a\xE4\xB8\xAD\xE2\x98\x83\xE4\xB8\xAD" "b";
+        std::string jis = Convert<const char*>(&COsEncoding::UTF8ToAnsi, snowman, "iso-2022-jp", status);
+        ASSERT_GT(status, 0);
+        EXPECT_EQ(Convert<const char*>(&COsEncoding::AnsiToUTF8, jis.c_str(), "iso-2022-jp", status),
+                  "a\xE4\xB8\xAD?\xE4\xB8\xAD" "b");
+    }
+    if (!lacking.empty())
+        GTEST_SKIP() << "this system has no table for" << lacking << " (Wine lacks pages that Windows has)";
 }
 
 TEST(COsEncoding, CountedFormsStopAtCountOrTerminator)

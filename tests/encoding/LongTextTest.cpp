@@ -7,10 +7,16 @@
 
 #include <Veltrane.h>
 
+#include "tests/encoding/TableProbe.h"
+#include "tests/support/HostSystem.h"
+
 namespace {
 
-const char* const kPages[] = {"GBK", "shift_jis", "big5", "ks_c_5601-1987", "windows-1251", "windows-1255",
-                              "IBM037", "koi8-r", "iso-8859-7", "GB18030"};
+const std::vector<const char*> kPages = {"GBK", "shift_jis", "big5", "ks_c_5601-1987", "windows-1251",
+                                         "windows-1255", "IBM037", "koi8-r", "iso-8859-7", "GB18030"};
+// Windows reads a lead byte and the byte after it as one undefined pair even when that byte is a line end,
+// so there a text of random bytes in a double-byte page does not decode as its lines do.
+const std::vector<const char*> kSingleBytePages = {"windows-1251", "windows-1255", "IBM037", "koi8-r", "iso-8859-7"};
 
 // About 200 KiB of lines of up to 39 pieces that `pick` makes, none of them a line end.
 template <typename Unit, typename Pick>
@@ -43,20 +49,28 @@ std::basic_string<To> Convert(int (*convert)(const From*, const char*, To**), co
 // short enough to go through the host's converter.
 template <typename From, typename To>
 void ExpectWholeTextConvertsAsItsLines(const std::vector<std::basic_string<From>>& lines,
-                                       int (*convert)(const From*, const char*, To**))
+                                       int (*convert)(const From*, const char*, To**),
+                                       const std::vector<const char*>& pages)
 {
     const std::basic_string<From> lineEnd(1, From('\n'));
     std::basic_string<From> whole;
     for (const std::basic_string<From>& line : lines)
         whole += line + lineEnd;
-    for (const char* page : kPages) {
+    std::string lacking;
+    for (const char* page : pages) {
         SCOPED_TRACE(page);
+        if (veltrane_test::SystemLacksCodePage(COsEncodingTableProbe::Lookup(page))) {
+            lacking += std::string(" ") + page;
+            continue;
+        }
         std::basic_string<To> convertedEnd = Convert(convert, lineEnd, page);  // not U+000A in EBCDIC
         std::basic_string<To> expected;
         for (const std::basic_string<From>& line : lines)
             expected += Convert(convert, line, page) + convertedEnd;
         EXPECT_TRUE(Convert(convert, whole, page) == expected);
     }
+    if (!lacking.empty())
+        GTEST_SKIP() << "this system has no table for" << lacking << " (Wine lacks pages that Windows has)";
 }
 
 }  // namespace
@@ -67,7 +81,8 @@ TEST(COsEncodingLongText, DecodingALongTextEqualsDecodingItsLines)
         unsigned byte = 1 + random() % 254;  // never NUL
         return static_cast<char>(byte < '\n' ? byte : byte + 1);
     };
-    ExpectWholeTextConvertsAsItsLines(RandomLines<char>(7, byteOtherThanLineEnd), &COsEncoding::AnsiToUnicode);
+    ExpectWholeTextConvertsAsItsLines(RandomLines<char>(7, byteOtherThanLineEnd), &COsEncoding::AnsiToUnicode,
+                                      veltrane_test::kWindowsHost ? kSingleBytePages : kPages);
 }
 
 TEST(COsEncodingLongText, EncodingALongTextEqualsEncodingItsLines)
@@ -84,7 +99,7 @@ TEST(COsEncodingLongText, EncodingALongTextEqualsEncodingItsLines)
         if (pick < 98)
             return std::u16string(u"\U0001F600");
         return std::u16string(1, static_cast<char16_t>(0xD800 + random() % 0x800));
-    }), &COsEncoding::UnicodeToAnsi);
+    }), &COsEncoding::UnicodeToAnsi, kPages);
 }
 
 TEST(COsEncodingLongText, TheByteAfterAnUnassignedPairIsKept)

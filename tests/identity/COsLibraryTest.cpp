@@ -6,7 +6,10 @@
 
 #include <Veltrane.h>
 
-constexpr char kSampleFileName[] = "libveltrane_sample.so";
+#include "tests/support/HostSystem.h"
+
+// The sample library's file name as the build made it.
+constexpr char kSampleFileName[] = VELTRANE_SAMPLE_FILE_NAME;
 
 TEST(COsLibrary, LoadsByAbsoluteNameAndFindsItsFunction)
 {
@@ -34,8 +37,9 @@ TEST(COsLibrary, RelativeNameIsTakenFromTheLibraryDirectoryNotTheCurrentOneOrThe
     EXPECT_NE(COsLibrary::GetProcAddr(library, "veltrane_sample_answer"), nullptr);
     EXPECT_TRUE(COsLibrary::FreeLib(library));
 
-    // A name the host's own search would find (the C library) is not searched for.
-    for (const char* missing : {"libc.so.6", "/nonexistent-veltrane-dir/libnothing.so"}) {
+    // A name the host's own search would find (the C library, or a system DLL) is not searched for.
+    const char* systemLibrary = veltrane_test::kWindowsHost ? "kernel32.dll" : "libc.so.6";
+    for (const char* missing : {systemLibrary, "/nonexistent-veltrane-dir/libnothing.so"}) {
         EXPECT_EQ(COsLibrary::LoadLib(missing), nullptr) << missing;
         EXPECT_EQ(COsLibrary::GetErrorNo(), 126) << missing;
     }

@@ -18,6 +18,7 @@ namespace {
 
 using platform::MachineQuery;
 
+#ifndef _WIN32
 // A query answered by the shell, run from its fixed path like any child program.
 MachineQuery Shell(const std::string& script, const std::string& column)
 {
@@ -28,6 +29,7 @@ MachineQuery Printing(const std::string& printfText, const std::string& column)
 {
     return Shell("printf '" + printfText + "'", column);
 }
+#endif
 
 // A unique directory under the temporary directory, removed with the fixture.
 class ChildFiles : public ::testing::Test {
@@ -39,6 +41,7 @@ protected:
         std::filesystem::temp_directory_path() / ("veltrane-identity-" + COsGuid::NewGuid());
 };
 
+#ifndef _WIN32
 // The state letter of a process ("R", "S", "Z"...), "" when it is gone and reaped.
 std::string ProcessState(const std::string& pid)
 {
@@ -47,6 +50,7 @@ std::string ProcessState(const std::string& pid)
     stat >> number >> name >> state;
     return state;
 }
+#endif
 
 double SecondsSince(std::chrono::steady_clock::time_point start)
 {
@@ -81,6 +85,74 @@ TEST(MachineIdentityColumn, ValueBehindFirstColumnNameWithBlanksAndLineEndsRemov
     }
 }
 
+#ifdef _WIN32
+// The children run through cmd.exe here, so the commands are cmd's; what they must show is the same.
+TEST_F(ChildFiles, ComposeJoinsBothValuesAndRunsTheProcessorQueryOnlyAfterTheBoard)
+{
+    const ColumnQuery processor{"echo ProcessorId 00FF", "ProcessorId"};
+    struct {
+        ColumnQuery board, processor;
+        std::string identity;
+    } rows[] = {
+        {{"echo SerialNumber  ABC 123  ", "SerialNumber"}, processor, "mode:Windows;baseBoardSN:ABC123;processorId:00FF"},
+        {{"echo SerialNumber", "SerialNumber"}, processor, "mode:Windows;baseBoardSN:;processorId:00FF"},
+        // Standard error goes to the same pipe.
+        {{"echo SerialNumber S1 1>&2", "SerialNumber"}, {"echo ProcessorId P1", "ProcessorId"},
+         "mode:Windows;baseBoardSN:S1;processorId:P1"},
+        {{"echo SerialNumber A", "SerialNumber"}, {"echo no column", "ProcessorId"}, ""},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(identity::ComposeMachineIdentity(row.board, row.processor), row.identity) << row.board.commandLine;
+
+    // A failed board query gives the empty text before the processor query runs.
+    const std::string marker = File("processor-ran");
+    const ColumnQuery touching{"type nul > \"" + marker + "\" & echo ProcessorId 00FF", "ProcessorId"};
+    EXPECT_EQ(identity::ComposeMachineIdentity({"echo Nothing here", "SerialNumber"}, touching), "");
+    EXPECT_FALSE(std::filesystem::exists(marker));
+    EXPECT_EQ(identity::ComposeMachineIdentity({"echo SerialNumber A", "SerialNumber"}, touching),
+              "mode:Windows;baseBoardSN:A;processorId:00FF");
+    EXPECT_TRUE(std::filesystem::exists(marker));
+}
+
+TEST_F(ChildFiles, SilentHangingOrLongChildrenAreReadOnceNeitherHangTheCallerNorAreLeftBehind)
+{
+    const int handlesBefore = veltrane_test::OpenDescriptorCount();
+    const int pingsBefore = veltrane_test::ProcessesNamed("ping.exe");
+    auto start = std::chrono::steady_clock::now();
+    std::string value = "kept";
+    EXPECT_FALSE(identity::RunColumnQuery({"exit /b 0", "SerialNumber"}, value));
+    EXPECT_FALSE(identity::RunColumnQuery({"exit /b 3", "SerialNumber"}, value));
+    EXPECT_LT(SecondsSince(start), 1.0) << "a silent child that ends gives no value at once";
+
+    // A silent child that would run 30 s, and one that writes and then hangs: the program each starts (a
+    // ping of this machine, which waits a second between its echoes) dies with the job.
+    start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(identity::RunColumnQuery({"ping -n 31 127.0.0.1 >nul", "SerialNumber"}, value));
+    EXPECT_LT(SecondsSince(start), 3.0);
+    EXPECT_EQ(value, "kept");
+    start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(identity::RunColumnQuery({"echo SerialNumber A& ping -n 31 127.0.0.1 >nul& echo B", "SerialNumber"},
+                                         value));
+    EXPECT_LT(SecondsSince(start), 1.9);
+    EXPECT_EQ(value, "A");
+    int pings = veltrane_test::ProcessesNamed("ping.exe");
+    for (int attempt = 0; attempt < 100 && pings > pingsBefore; ++attempt) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        pings = veltrane_test::ProcessesNamed("ping.exe");
+    }
+    EXPECT_EQ(pings, pingsBefore) << "a child's program was left running";
+
+    // Only the first read counts, and it takes at most 10000 bytes: 200 lines of 100 characters.
+    std::string line(98, 'x');
+    ASSERT_TRUE(identity::RunColumnQuery(
+        {"echo SerialNumber& for /l %i in (1,1,200) do @echo " + line, "SerialNumber"}, value));
+    EXPECT_LE(value.size(), 10000u - 12);
+    EXPECT_GT(value.size(), 0u);
+    EXPECT_EQ(value.find_first_not_of('x'), std::string::npos);
+    EXPECT_EQ(veltrane_test::OpenDescriptorCount(), handlesBefore);
+}
+
+#else
 TEST_F(ChildFiles, ComposeJoinsBothValuesAndRunsTheProcessorQueryOnlyAfterTheBoard)
 {
     const MachineQuery processor = Printing("ProcessorId\\n00FF\\n", "ProcessorId");
@@ -206,9 +278,13 @@ TEST_F(PlantedPrograms, TheIdentityQueriesRunFixedProgramsWithTheirOwnEnvironmen
     EXPECT_EQ(value, "kept");
     EXPECT_FALSE(std::filesystem::exists(File("ran")));
 }
+#endif
 
 TEST(COsSystemGetPCUniqueCode, ThisHostAnswersWithBothLabels)
 {
+#ifdef _WIN32
+    GTEST_SKIP() << "the identity's two commands are the POSIX shell's; Windows has no command of the same form";
+#endif
     const std::string code = COsSystem::GetPCUniqueCode();
     ASSERT_EQ(code.rfind("mode:Windows;baseBoardSN:", 0), 0u) << code;
     const size_t processor = code.find(";processorId:");

@@ -1,4 +1,5 @@
-// Counts of the test process's own resources, read from /proc/self, for tests that check nothing leaks.
+// Counts of the test process's own resources, for tests that check nothing leaks: open descriptors (on
+// Windows, the process's handles, sockets among them) and threads.
 #pragma once
 
 #include <filesystem>
@@ -6,7 +7,58 @@
 #include <string>
 #include <system_error>
 
+#ifdef _WIN32
+#include <windows.h>
+#include <tlhelp32.h>
+#endif
+
 namespace veltrane_test {
+
+#ifdef _WIN32
+
+// The number of handles the process holds.
+inline int OpenDescriptorCount()
+{
+    DWORD count = 0;
+    return ::GetProcessHandleCount(::GetCurrentProcess(), &count) ? static_cast<int>(count) : -1;
+}
+
+// The number of threads in the process, or -1 if the system's snapshot cannot be taken.
+inline int ThreadCount()
+{
+    HANDLE snapshot = ::CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+    if (snapshot == INVALID_HANDLE_VALUE)
+        return -1;
+    const DWORD process = ::GetCurrentProcessId();
+    int count = 0;
+    THREADENTRY32 entry;
+    entry.dwSize = sizeof(entry);
+    for (BOOL more = ::Thread32First(snapshot, &entry); more; more = ::Thread32Next(snapshot, &entry)) {
+        if (entry.th32OwnerProcessID == process)
+            ++count;
+    }
+    ::CloseHandle(snapshot);
+    return count;
+}
+
+// The number of processes on the machine whose executable has the name `name` (any case).
+inline int ProcessesNamed(const char* name)
+{
+    HANDLE snapshot = ::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+    if (snapshot == INVALID_HANDLE_VALUE)
+        return -1;
+    int count = 0;
+    PROCESSENTRY32 entry;
+    entry.dwSize = sizeof(entry);
+    for (BOOL more = ::Process32First(snapshot, &entry); more; more = ::Process32Next(snapshot, &entry)) {
+        if (::lstrcmpiA(entry.szExeFile, name) == 0)
+            ++count;
+    }
+    ::CloseHandle(snapshot);
+    return count;
+}
+
+#else
 
 // The number of open file descriptors, not counting the one used to list them.
 inline int OpenDescriptorCount()
@@ -30,5 +82,7 @@ inline int ThreadCount()
     }
     return -1;
 }
+
+#endif
 
 }  // namespace veltrane_test
