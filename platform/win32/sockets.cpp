@@ -1,5 +1,6 @@
 // platform/win32/sockets.cpp — IPv4 over Windows Sockets 2, whose error numbers are the library's own.
-// Traps handled here: the static lookups (addresses, names, hardware addresses) may run while no socket
+// Traps handled here: a wait is not woken by a shutdown from another thread everywhere, so waits go in
+// slices that look for one; the static lookups (addresses, names, hardware addresses) may run while no socket
 // object holds the service up, so they hold it for their own call; Windows has no per-call "never wait"
 // flag and cannot report a socket's blocking mode, so the mode set through this layer is remembered; and
 // SO_REUSEADDR means "share a live port" here, so a restartable bind uses SO_EXCLUSIVEADDRUSE.
@@ -42,8 +43,9 @@ private:
     bool m_bStarted;
 };
 
-// The sockets this layer has made non-blocking; accepted sockets inherit the mode, as the system does.
-class NonBlockingSockets
+// A set of sockets under a lock: those this layer has made non-blocking (accepted sockets inherit the mode,
+// as the system does), and those shut down while they may be waited on.
+class SocketSet
 {
 public:
     void Set(uint64_t socket, bool nonBlocking)
@@ -66,11 +68,22 @@ private:
 };
 
 // Never destroyed: a socket may still be closed by a static destructor at exit.
-NonBlockingSockets& NonBlocking()
+SocketSet& NonBlocking()
 {
-    static NonBlockingSockets* sockets = new NonBlockingSockets();
+    static SocketSet* sockets = new SocketSet();
     return *sockets;
 }
+
+// A select on a socket that another thread shuts down is not always woken (Wine's is not), so long waits
+// are cut into slices, and a wait on a socket that was shut down ends as if it were ready: the next call
+// on it fails at once, as it would after a woken wait.
+SocketSet& ShutDownSockets()
+{
+    static SocketSet* sockets = new SocketSet();
+    return *sockets;
+}
+
+constexpr uint32_t kWaitSliceMilliseconds = 20;
 
 SOCKET AsSocket(uint64_t socket)
 {
@@ -161,6 +174,7 @@ uint64_t SocketOpen(bool stream)
 
 void SocketShutdownBoth(uint64_t socket)
 {
+    ShutDownSockets().Set(socket, true);
     ::shutdown(AsSocket(socket), SD_BOTH);
 }
 
@@ -169,6 +183,7 @@ void SocketClose(uint64_t socket)
     ::shutdown(AsSocket(socket), SD_BOTH);
     ::closesocket(AsSocket(socket));
     NonBlocking().Set(socket, false);
+    ShutDownSockets().Set(socket, false);
 }
 
 bool SocketSetReceiveBuffer(uint64_t socket, uint32_t size)
@@ -251,6 +266,26 @@ bool SocketConnect(uint64_t socket, uint32_t address, uint16_t port)
 
 uint64_t SocketAccept(uint64_t socket, uint32_t* address, uint16_t* port)
 {
+    // A blocking accept is not woken by a shutdown either: it waits in slices until a connection is there.
+    if (!NonBlocking().Contains(socket)) {
+        for (;;) {
+            fd_set readable;
+            FD_ZERO(&readable);
+            FD_SET(AsSocket(socket), &readable);
+            timeval limit = TimeValue(kWaitSliceMilliseconds);
+            int count = ::select(0, &readable, nullptr, nullptr, &limit);
+            if (count == SOCKET_ERROR) {
+                RecordError();
+                return kNoSocket;
+            }
+            if (count > 0)
+                break;
+            if (ShutDownSockets().Contains(socket)) {
+                SetLastError(kWsaInvalid);  // what an accept on a listener that was shut down reports
+                return kNoSocket;
+            }
+        }
+    }
     sockaddr_in peer;
     std::memset(&peer, 0, sizeof(peer));
     int length = sizeof(peer);
@@ -350,15 +385,28 @@ int SocketWait(uint64_t socket, bool forWrite, uint32_t milliseconds, SocketWait
 {
     *result = SocketWaitResult();
     fd_set main, exception;
-    FD_ZERO(&main);
-    FD_ZERO(&exception);
-    FD_SET(AsSocket(socket), &main);
-    FD_SET(AsSocket(socket), &exception);
-    timeval limit = TimeValue(milliseconds);
-    int count = ::select(0, forWrite ? nullptr : &main, forWrite ? &main : nullptr, &exception, &limit);
-    if (count == SOCKET_ERROR) {
-        RecordError();
-        return -1;
+    int count = 0;
+    for (uint32_t waited = 0;;) {
+        FD_ZERO(&main);
+        FD_ZERO(&exception);
+        FD_SET(AsSocket(socket), &main);
+        FD_SET(AsSocket(socket), &exception);
+        uint32_t slice = milliseconds - waited < kWaitSliceMilliseconds ? milliseconds - waited : kWaitSliceMilliseconds;
+        timeval limit = TimeValue(slice);
+        count = ::select(0, forWrite ? nullptr : &main, forWrite ? &main : nullptr, &exception, &limit);
+        if (count == SOCKET_ERROR) {
+            RecordError();
+            return -1;
+        }
+        if (count > 0)
+            break;
+        if (ShutDownSockets().Contains(socket)) {
+            result->inMain = true;
+            return 1;
+        }
+        waited += slice;
+        if (waited >= milliseconds)
+            return 0;
     }
     result->inMain = FD_ISSET(AsSocket(socket), &main) != 0;
     result->inException = FD_ISSET(AsSocket(socket), &exception) != 0;
@@ -375,20 +423,35 @@ int SocketWait(uint64_t socket, bool forWrite, uint32_t milliseconds, SocketWait
 int SocketWaitReadable(uint64_t first, uint64_t second, uint32_t milliseconds, bool* firstReadable,
                        bool* secondReadable)
 {
-    fd_set readable, exception;
-    FD_ZERO(&readable);
-    FD_ZERO(&exception);
-    FD_SET(AsSocket(first), &readable);
-    FD_SET(AsSocket(second), &readable);
-    FD_SET(AsSocket(first), &exception);
-    FD_SET(AsSocket(second), &exception);
-    timeval limit = TimeValue(milliseconds);
-    int count = ::select(0, &readable, nullptr, &exception, &limit);
     *firstReadable = false;
     *secondReadable = false;
-    if (count == SOCKET_ERROR) {
-        RecordError();
-        return -1;
+    fd_set readable, exception;
+    int count = 0;
+    for (uint32_t waited = 0;;) {
+        FD_ZERO(&readable);
+        FD_ZERO(&exception);
+        FD_SET(AsSocket(first), &readable);
+        FD_SET(AsSocket(second), &readable);
+        FD_SET(AsSocket(first), &exception);
+        FD_SET(AsSocket(second), &exception);
+        uint32_t slice = milliseconds - waited < kWaitSliceMilliseconds ? milliseconds - waited : kWaitSliceMilliseconds;
+        timeval limit = TimeValue(slice);
+        count = ::select(0, &readable, nullptr, &exception, &limit);
+        if (count == SOCKET_ERROR) {
+            RecordError();
+            return -1;
+        }
+        if (count > 0)
+            break;
+        bool firstShut = ShutDownSockets().Contains(first), secondShut = ShutDownSockets().Contains(second);
+        if (firstShut || secondShut) {
+            *firstReadable = firstShut;
+            *secondReadable = secondShut;
+            return (firstShut ? 1 : 0) + (secondShut && second != first ? 1 : 0);
+        }
+        waited += slice;
+        if (waited >= milliseconds)
+            return 0;
     }
     *firstReadable = FD_ISSET(AsSocket(first), &readable) != 0;
     *secondReadable = FD_ISSET(AsSocket(second), &readable) != 0;

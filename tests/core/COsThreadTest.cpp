@@ -8,6 +8,7 @@
 
 #include <Veltrane.h>
 
+#include "tests/support/HostSystem.h"
 #include "tests/support/ProcessCounts.h"
 
 namespace {
@@ -210,7 +211,10 @@ TEST(COsThread, ResidentWorkerTakesItsStoredPriorityRunsAgainOnEachStartAndEndsO
             const EThreadPriority before = worker.GetPriority();
             worker.SetPriority(level);
             const EThreadPriority after = worker.GetPriority();
-            EXPECT_TRUE(after == level || (level < PRIORITY_NORMAL && after == before)) << level;
+            // Windows knows the extended lowest level (-14) only in its real-time class and refuses it here.
+            const bool mayRefuse = level < PRIORITY_NORMAL ||
+                                   (veltrane_test::kWindowsHost && level == PRIORITY_LOWEST_EXTENDED);
+            EXPECT_TRUE(after == level || (mayRefuse && after == before)) << level;
         }
         EXPECT_FALSE(worker.Finish(100)) << "Finish refuses a resident object";
         bool entered = false;

@@ -99,8 +99,17 @@ struct ChildViewer
 {
     ChildViewer(const std::filesystem::path& file, int port) : outputFile(file)
     {
-        input = popen((std::string("exec '") + VELTRANE_LOGVIEWER_PATH + "' 127.0.0.1 " + std::to_string(port) + " > '" +
-                       outputFile.string() + "' 2>&1").c_str(), "w");
+        const std::string arguments = " 127.0.0.1 " + std::to_string(port);
+#ifdef _WIN32
+        // cmd.exe runs the command: double quotes, and the viewer beside the test program, named as Windows
+        // names it (the build's path is the build machine's).
+        std::string program = COsSystem::GetProcessPath();
+        program = program.substr(0, program.rfind('/') + 1) + VELTRANE_LOGVIEWER_FILE_NAME;
+        input = popen(("\"\"" + program + "\"" + arguments + " > \"" + outputFile.string() + "\" 2>&1\"").c_str(), "w");
+#else
+        input = popen(("exec '" + std::string(VELTRANE_LOGVIEWER_PATH) + "'" + arguments + " > '" + outputFile.string() +
+                       "' 2>&1").c_str(), "w");
+#endif
     }
     ~ChildViewer() { Close(); }
 

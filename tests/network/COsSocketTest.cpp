@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "tests/network/SocketTestSupport.h"
+#include "tests/support/HostSystem.h"
 
 using namespace veltrane_test;
 using std::chrono::milliseconds;
@@ -268,6 +269,8 @@ TEST_F(COsSocketTcp, PeerThatWentAwayOrResetGivesFailuresNotSignals)
     EXPECT_GT(reset.client->IsReady(2000, eSocketStatusRead), 0) << "a reset connection is readable";
     EXPECT_EQ(eSocketErrorFault, reset.client->GetSocketError()) << "the wait records nothing";
     EXPECT_EQ(-1, reset.client->ReceiveWithTimeout(&byte, 1, 2000, 0));
+    if (veltrane_test::UnderWine() && reset.client->GetSocketError() == eSocketErrorNone)
+        GTEST_SKIP() << "Wine ends a connection closed with unread data in order, where Windows resets it";
     EXPECT_EQ(eSocketErrorReset, reset.client->GetSocketError());
 }
 

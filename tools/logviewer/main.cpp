@@ -14,6 +14,11 @@
 #include <cstring>
 #include <string>
 
+#ifdef _WIN32
+#include <fcntl.h>
+#include <io.h>
+#endif
+
 namespace {
 
 constexpr unsigned int kChunkSize = 4096;
@@ -127,6 +132,10 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "usage: veltrane-logviewer [host] [port]\n");
         return 2;
     }
+#ifdef _WIN32
+    // The messages carry their own line ends ("\r\n"): printed in text mode each would gain another CR.
+    _setmode(_fileno(stdout), _O_BINARY);
+#endif
     Viewer viewer(host, static_cast<unsigned short>(port));
     COsThreadTpl<Viewer>* receiver = COsThreadTpl<Viewer>::CreateThread(&viewer, &Viewer::Receive);
     receiver->Start();
