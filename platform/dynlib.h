@@ -11,6 +11,7 @@ std::string LibraryFilePath();
 
 // Loads the library at `path` (UTF-8) with every symbol bound now and kept local to it. Null on
 // failure, with the last error set to kErrorModuleNotFound.
+// Host notes: Windows looks for the libraries it depends on in its own directory first.
 void* OpenLibrary(const std::string& path);
 
 // The address of `name` in `library` (not null), null with the last error kErrorProcNotFound when it is

@@ -18,6 +18,7 @@ constexpr uint32_t kErrorAlreadyExists = 183;
 constexpr uint32_t kErrorFilenameTooLong = 206;
 
 // Starts at 0 in every thread.
+// Host notes: on Windows it is the system's own last error, so a client's GetLastError reads it too.
 uint32_t GetLastError();
 void SetLastError(uint32_t error);
 

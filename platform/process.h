@@ -27,7 +27,9 @@ struct ChildProgram {
 // still running after the read is ended with everything it started, and every child is reaped: the call
 // never leaves a process or a descriptor behind. False when the path is not absolute or the pipe, the
 // child or the read failed; an empty `output` with true means the child wrote nothing in time.
-// Host notes: POSIX gives the child PATH=/usr/bin:/bin and LC_ALL=C and nothing else.
+// Host notes: POSIX gives the child PATH=/usr/bin:/bin and LC_ALL=C and nothing else, in a process group of
+// its own; Windows gives it the system's root and directory only, quotes the arguments as the C runtime
+// reads them back, and runs it inside a job object, whose end kills what the child started.
 bool RunAndReadOnce(const ChildProgram& program, unsigned waitMilliseconds, unsigned readMilliseconds,
                     size_t capacity, std::string& output);
 
