@@ -11,7 +11,9 @@
 #include <iphlpapi.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <climits>
+#include <initializer_list>
 #include <cstring>
 #include <mutex>
 #include <unordered_set>
@@ -141,6 +143,44 @@ long Transferred(int result)
     return result;
 }
 
+constexpr int kWaitShutDown = -2;
+
+// Runs select on the given sets in slices of at most kWaitSliceMilliseconds, each on fresh copies, until a
+// socket is ready, one of `watched` has been shut down, or `milliseconds` have passed. Gives select's count
+// with the sets holding its answer, 0 when the time is up, kWaitShutDown, or -1 with the last error set.
+int SelectInSlices(fd_set* readable, fd_set* writable, fd_set* exception, uint32_t milliseconds,
+                   std::initializer_list<uint64_t> watched)
+{
+    const fd_set none = {};
+    const fd_set readAsked = readable ? *readable : none;
+    const fd_set writeAsked = writable ? *writable : none;
+    const fd_set exceptionAsked = exception ? *exception : none;
+    for (uint32_t waited = 0;;) {
+        if (readable)
+            *readable = readAsked;
+        if (writable)
+            *writable = writeAsked;
+        if (exception)
+            *exception = exceptionAsked;
+        uint32_t slice = std::min(milliseconds - waited, kWaitSliceMilliseconds);
+        timeval limit = TimeValue(slice);
+        int count = ::select(0, readable, writable, exception, &limit);
+        if (count == SOCKET_ERROR) {
+            RecordError();
+            return -1;
+        }
+        if (count > 0)
+            return count;
+        for (uint64_t socket : watched) {
+            if (ShutDownSockets().Contains(socket))
+                return kWaitShutDown;
+        }
+        waited += slice;
+        if (waited >= milliseconds)
+            return 0;
+    }
+}
+
 }  // namespace
 
 bool SocketServiceStart()
@@ -268,23 +308,17 @@ uint64_t SocketAccept(uint64_t socket, uint32_t* address, uint16_t* port)
 {
     // A blocking accept is not woken by a shutdown either: it waits in slices until a connection is there.
     if (!NonBlocking().Contains(socket)) {
-        for (;;) {
-            fd_set readable;
-            FD_ZERO(&readable);
-            FD_SET(AsSocket(socket), &readable);
-            timeval limit = TimeValue(kWaitSliceMilliseconds);
-            int count = ::select(0, &readable, nullptr, nullptr, &limit);
-            if (count == SOCKET_ERROR) {
-                RecordError();
-                return kNoSocket;
-            }
-            if (count > 0)
-                break;
-            if (ShutDownSockets().Contains(socket)) {
-                SetLastError(kWsaInvalid);  // what an accept on a listener that was shut down reports
-                return kNoSocket;
-            }
-        }
+        fd_set readable;
+        FD_ZERO(&readable);
+        FD_SET(AsSocket(socket), &readable);
+        int count;
+        do {
+            count = SelectInSlices(&readable, nullptr, nullptr, 60 * 60 * 1000, {socket});
+        } while (count == 0);
+        if (count == kWaitShutDown)
+            SetLastError(kWsaInvalid);  // what an accept on a listener that was shut down reports
+        if (count < 0)
+            return kNoSocket;
     }
     sockaddr_in peer;
     std::memset(&peer, 0, sizeof(peer));
@@ -385,29 +419,18 @@ int SocketWait(uint64_t socket, bool forWrite, uint32_t milliseconds, SocketWait
 {
     *result = SocketWaitResult();
     fd_set main, exception;
-    int count = 0;
-    for (uint32_t waited = 0;;) {
-        FD_ZERO(&main);
-        FD_ZERO(&exception);
-        FD_SET(AsSocket(socket), &main);
-        FD_SET(AsSocket(socket), &exception);
-        uint32_t slice = milliseconds - waited < kWaitSliceMilliseconds ? milliseconds - waited : kWaitSliceMilliseconds;
-        timeval limit = TimeValue(slice);
-        count = ::select(0, forWrite ? nullptr : &main, forWrite ? &main : nullptr, &exception, &limit);
-        if (count == SOCKET_ERROR) {
-            RecordError();
-            return -1;
-        }
-        if (count > 0)
-            break;
-        if (ShutDownSockets().Contains(socket)) {
-            result->inMain = true;
-            return 1;
-        }
-        waited += slice;
-        if (waited >= milliseconds)
-            return 0;
+    FD_ZERO(&main);
+    FD_ZERO(&exception);
+    FD_SET(AsSocket(socket), &main);
+    FD_SET(AsSocket(socket), &exception);
+    int count = SelectInSlices(forWrite ? nullptr : &main, forWrite ? &main : nullptr, &exception, milliseconds,
+                               {socket});
+    if (count == kWaitShutDown) {
+        result->inMain = true;  // the next call on it fails at once, as after a woken wait
+        return 1;
     }
+    if (count <= 0)
+        return count;
     result->inMain = FD_ISSET(AsSocket(socket), &main) != 0;
     result->inException = FD_ISSET(AsSocket(socket), &exception) != 0;
     if (result->inException) {
@@ -426,33 +449,20 @@ int SocketWaitReadable(uint64_t first, uint64_t second, uint32_t milliseconds, b
     *firstReadable = false;
     *secondReadable = false;
     fd_set readable, exception;
-    int count = 0;
-    for (uint32_t waited = 0;;) {
-        FD_ZERO(&readable);
-        FD_ZERO(&exception);
-        FD_SET(AsSocket(first), &readable);
-        FD_SET(AsSocket(second), &readable);
-        FD_SET(AsSocket(first), &exception);
-        FD_SET(AsSocket(second), &exception);
-        uint32_t slice = milliseconds - waited < kWaitSliceMilliseconds ? milliseconds - waited : kWaitSliceMilliseconds;
-        timeval limit = TimeValue(slice);
-        count = ::select(0, &readable, nullptr, &exception, &limit);
-        if (count == SOCKET_ERROR) {
-            RecordError();
-            return -1;
-        }
-        if (count > 0)
-            break;
-        bool firstShut = ShutDownSockets().Contains(first), secondShut = ShutDownSockets().Contains(second);
-        if (firstShut || secondShut) {
-            *firstReadable = firstShut;
-            *secondReadable = secondShut;
-            return (firstShut ? 1 : 0) + (secondShut && second != first ? 1 : 0);
-        }
-        waited += slice;
-        if (waited >= milliseconds)
-            return 0;
+    FD_ZERO(&readable);
+    FD_ZERO(&exception);
+    for (uint64_t socket : {first, second}) {
+        FD_SET(AsSocket(socket), &readable);
+        FD_SET(AsSocket(socket), &exception);
     }
+    int count = SelectInSlices(&readable, nullptr, &exception, milliseconds, {first, second});
+    if (count == kWaitShutDown) {
+        *firstReadable = ShutDownSockets().Contains(first);
+        *secondReadable = ShutDownSockets().Contains(second);
+        return (*firstReadable ? 1 : 0) + (*secondReadable && second != first ? 1 : 0);
+    }
+    if (count <= 0)
+        return count;
     *firstReadable = FD_ISSET(AsSocket(first), &readable) != 0;
     *secondReadable = FD_ISSET(AsSocket(second), &readable) != 0;
     return count;
