@@ -108,6 +108,11 @@ bool WaitForOutput(HANDLE readEnd, unsigned milliseconds, bool& hasOutput)
 
 }  // namespace
 
+uint32_t CurrentProcessId()
+{
+    return ::GetCurrentProcessId();
+}
+
 std::string ExecutablePath()
 {
     return win32::ModuleFilePath(nullptr);

@@ -264,6 +264,17 @@ bool SocketJoinGroup(uint64_t socket, uint32_t group, uint32_t local)
     return SetOption(socket, IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof(membership));
 }
 
+// Windows takes the limits as a DWORD of milliseconds, where other hosts take a time value.
+bool SocketSetReceiveTimeout(uint64_t socket, uint32_t milliseconds)
+{
+    return SetDwordOption(socket, SOL_SOCKET, SO_RCVTIMEO, milliseconds);
+}
+
+bool SocketSetSendTimeout(uint64_t socket, uint32_t milliseconds)
+{
+    return SetDwordOption(socket, SOL_SOCKET, SO_SNDTIMEO, milliseconds);
+}
+
 bool SocketSetNonBlocking(uint64_t socket, bool nonBlocking)
 {
     u_long mode = nonBlocking ? 1 : 0;

@@ -3,11 +3,16 @@
 // may not open a raw socket. Every case reads the steps as a log viewer gets them.
 #include <gtest/gtest.h>
 
+#ifdef _WIN32
+#include <winsock2.h>
+#include <process.h>
+#else
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#endif
 
 #include <cstdio>
 #include <cstring>
@@ -17,6 +22,7 @@
 
 #include "network/COsPing.h"
 #include "tests/logging/LogHubFixture.h"
+#include "tests/support/HostSystem.h"
 #include "tests/support/NetNamespace.h"
 
 // Reaches the private steps of COsPing (it is the class's friend).
@@ -45,7 +51,11 @@ const std::string kSent = "in COsPing: Success Send Packet.\r\n";
 
 int OwnIdentifier()
 {
+#ifdef _WIN32
+    return static_cast<int>(_getpid() & 0xFFFF);
+#else
     return static_cast<int>(getpid() & 0xFFFF);
+#endif
 }
 
 uint32_t TickNow()
@@ -77,15 +87,31 @@ std::vector<unsigned char> Typed(std::vector<unsigned char> message, unsigned ch
 }
 
 // A raw ICMP socket of the test's own; -1 where the process may not open one.
+#ifdef _WIN32
+struct RawIcmpSocket
+{
+    SOCKET handle = socket(AF_INET, SOCK_RAW, IPPROTO_ICMP);
+    int descriptor = handle == INVALID_SOCKET ? -1 : 0;
+    ~RawIcmpSocket()
+    {
+        if (handle != INVALID_SOCKET)
+            closesocket(handle);
+    }
+#else
 struct RawIcmpSocket
 {
     int descriptor = socket(AF_INET, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_ICMP);
+    int handle = descriptor;
     ~RawIcmpSocket() { close(descriptor); }
+#endif
     bool SendTo(const std::vector<unsigned char>& message, uint32_t hostOrder) const
     {
-        sockaddr_in target{AF_INET, 0, {htonl(hostOrder)}, {}};
-        return sendto(descriptor, message.data(), message.size(), 0, reinterpret_cast<const sockaddr*>(&target),
-                      sizeof(target)) == static_cast<ssize_t>(message.size());
+        sockaddr_in target;
+        std::memset(&target, 0, sizeof(target));
+        target.sin_family = AF_INET;
+        target.sin_addr.s_addr = htonl(hostOrder);
+        return sendto(handle, reinterpret_cast<const char*>(message.data()), static_cast<int>(message.size()), 0,
+                      reinterpret_cast<const sockaddr*>(&target), sizeof(target)) == static_cast<int>(message.size());
     }
 };
 
@@ -227,7 +253,9 @@ TEST_F(PingTest, LoopbackAnswersTheRawSocketAndEveryStepIsTold)
     if (RawIcmpSocket().descriptor < 0)
         GTEST_SKIP() << "the raw path needs CAP_NET_RAW; the echo service is tested in a private network";
     const int descriptors = veltrane_test::OpenDescriptorCount();
-    std::string ttl = "64";
+    // Windows answers with its own default TTL, 128; Linux with its setting, and so does Wine, which sends
+    // through Linux.
+    std::string ttl = veltrane_test::kWindowsHost && !veltrane_test::UnderWine() ? "128" : "64";
     std::ifstream("/proc/sys/net/ipv4/ip_default_ttl") >> ttl;
     // Three pings over the wrap of the 16-bit field: the counter runs on, the field starts again at 0.
     COsPingTestAccess::Sequence() = 65534;
@@ -274,6 +302,9 @@ TEST(COsPingNamespace, EchoServiceWhereTheRawSocketIsRefused)
                                        "setpriv --bounding-set -net_raw --inh-caps -net_raw");
 }
 
+// The cases inside the namespace speak to Linux's kernel directly (its settings, raw sockets with IP options),
+// and only Linux makes the namespace they run in.
+#ifndef _WIN32
 TEST_F(COsPingRawPath, DISABLED_EveryAttemptTimesOutWithinTheBoundEvenUnderAFlood)
 {
     const long long timeout = 150, count = 3;
@@ -396,5 +427,6 @@ TEST_F(COsPingEchoService, DISABLED_TheServiceAnswersTellsEachAttemptAndReleases
     }
     EXPECT_EQ(descriptors, veltrane_test::OpenDescriptorCount()) << "every service handle is released";
 }
+#endif
 
 }  // namespace ping_test

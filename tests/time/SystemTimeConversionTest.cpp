@@ -14,6 +14,7 @@
 #include <Veltrane.h>
 
 #include "TimeTestSupport.h"
+#include "tests/support/HostSystem.h"
 
 using veltrane_test::HeldTime;
 using veltrane_test::Record;
@@ -134,6 +135,9 @@ TEST(SystemTimeConversion, TimeZoneIsWholeHoursOfStandardTimeWestOfGreenwich)
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.zone);
+        // The Windows C runtime, which reads TZ there, takes a zone name of three letters only.
+        if (veltrane_test::kWindowsHost && std::string(row.zone) == "LINT-14")
+            continue;
         TimeZoneScope zone(row.zone);
         EXPECT_EQ(COsSystemTime::GetTimeZone(), row.hours);
         EXPECT_EQ(COsSystemTime::GetSystemTimeAsTimeb().timezone, row.timebMinutes);
@@ -159,6 +163,8 @@ TEST(SystemTimeConversion, TheClockReadsOneInstantInEveryForm)
     EXPECT_LE(local->GetTimeAsLong(), after);
 
     // Daylight saving from 0:00 on January 1 to the last second of the year: in effect whenever this runs.
+    if (veltrane_test::kWindowsHost)
+        GTEST_SKIP() << "the Windows C runtime reads no rule of a TZ text (it applies the United States' rule)";
     TimeZoneScope always("XST5XDT,J1/0,J365/25");
     EXPECT_EQ(COsSystemTime::GetSystemTimeAsTimeb().dstflag, 1);
 }

@@ -430,8 +430,8 @@ void ShowCalendar()
     _STSystemTime back;
     COsSystemTime::LocalTime(fileTime, back);
     std::printf("  StringToTime(\"2024-02-29T09:05:03.5\") %s, %s; as FILETIME %08X%08X, back: %s %s\n",
-                read ? "true" : "false", COsSystemTime::TimeToString(parsed).c_str(), fileTime.dwHighDateTime,
-                fileTime.dwLowDateTime, converted ? COsSystemTime::TimeToString(back).c_str() : "-", Weekday(back));
+                read ? "true" : "false", COsSystemTime::TimeToString(parsed).c_str(),
+                static_cast<unsigned>(fileTime.dwHighDateTime), static_cast<unsigned>(fileTime.dwLowDateTime), converted ? COsSystemTime::TimeToString(back).c_str() : "-", Weekday(back));
     time->SetTime(parsed);
     std::printf("  %-44s %.9f days since 1970 UTC\n", "its day count", time->GetTimeAsDouble());
 
