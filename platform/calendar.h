@@ -14,8 +14,9 @@ void ReadWallClock(int64_t& seconds, uint16_t& milliseconds);
 // under the machine's time zone as it stands at this call (a zone changed since the last call counts)
 // and with the daylight-saving rule in force at that date. False when the host cannot represent it;
 // `fields` is then unspecified.
-// Host notes: POSIX represents every year that fits an int, before 1970 too; a host whose runtime
-// refuses times before 1970 gives false for them.
+// Host notes: POSIX represents every year that fits an int, before 1970 too. Windows takes the C runtime's
+// local time, which covers 1970 to 3000 and reads no daylight-saving rule of a TZ text; outside those years
+// the zone's standard offset applies, without daylight saving.
 bool ToLocalFields(int64_t seconds, std::tm& fields);
 
 // The seconds since 1970-01-01 UTC of the local time in `fields`, under the same zone as ToLocalFields.

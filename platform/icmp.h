@@ -22,7 +22,8 @@ int IcmpProtocolNumber();
 // A raw IPv4 socket of `protocol`: a receive gives one whole IP packet, its header first, and the socket
 // sees every packet of that protocol that reaches the machine. kNoSocket on failure, with kWsaAccess
 // (10013) when the process lacks the privilege.
-// Host notes: POSIX needs CAP_NET_RAW in the network namespace; the socket is close-on-exec.
+// Host notes: POSIX needs CAP_NET_RAW in the network namespace; the socket is close-on-exec. Windows gives
+// raw sockets to administrators only.
 uint64_t IcmpRawSocketOpen(int protocol);
 
 // The system's echo service: one echo request at a time, whose reply the service itself matches.

@@ -31,6 +31,7 @@ struct AdapterEntry
 // Host notes: POSIX reads getifaddrs: the adapters in the kernel's order of its links, the addresses in the
 // order of its address list. An address under a label of the old alias form ("eth0:1") belongs to the
 // adapter the label begins with. The kernel keeps no description of an adapter: it is the adapter's name.
+// Windows reads GetAdaptersAddresses: an adapter is named by its GUID and has the system's description.
 uint32_t ListAdapters(std::vector<AdapterEntry>* adapters);
 
 }  // namespace platform
