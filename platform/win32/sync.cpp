@@ -1,48 +1,135 @@
-// platform/win32/sync.cpp — the recursive mutex as a critical section, which is recursive by nature.
+// platform/win32/sync.cpp — the recursive mutex as a slim reader/writer lock taken exclusively, with its owner
+// and depth beside it, and the self-resetting event as an auto-reset event of the system.
+// The library keeps the owner itself, as on the other host: a thread that reads its own id there holds the
+// mutex, a destroying owner can release every level it holds, and an unlock by a thread that holds nothing
+// is refused instead of corrupting the lock, which a critical section would let happen.
 #include "platform/sync.h"
 
 #include <windows.h>
 
-#include <cstdint>
+#include <atomic>
 #include <new>
 
 namespace platform {
 
-static_assert(sizeof(CRITICAL_SECTION) <= kRecursiveMutexSize, "the reserved storage holds a critical section");
+namespace {
 
-static CRITICAL_SECTION* AsSection(void* storage)
+struct RecursiveMutex
 {
-    return static_cast<CRITICAL_SECTION*>(storage);
+    SRWLOCK lock;
+    // The holding thread's id, or 0, which no thread has. Only the holder writes its own id here.
+    std::atomic<DWORD> owner;
+    unsigned depth;
+};
+
+static_assert(sizeof(RecursiveMutex) <= kRecursiveMutexSize, "the reserved storage holds the lock, owner and depth");
+static_assert(alignof(RecursiveMutex) <= 8, "the reserved storage is aligned to 8");
+
+RecursiveMutex* AsMutex(void* storage)
+{
+    return static_cast<RecursiveMutex*>(storage);
 }
+
+bool HeldByCaller(RecursiveMutex* mutex)
+{
+    return mutex->owner.load(std::memory_order_relaxed) == ::GetCurrentThreadId();
+}
+
+void TakeOwnership(RecursiveMutex* mutex)
+{
+    mutex->owner.store(::GetCurrentThreadId(), std::memory_order_relaxed);
+    mutex->depth = 1;
+}
+
+}  // namespace
 
 void RecursiveMutexInit(void* storage)
 {
-    ::InitializeCriticalSection(new (storage) CRITICAL_SECTION);
+    RecursiveMutex* mutex = new (storage) RecursiveMutex;
+    ::InitializeSRWLock(&mutex->lock);
+    mutex->owner.store(0, std::memory_order_relaxed);
+    mutex->depth = 0;
 }
 
 void RecursiveMutexDestroy(void* storage)
 {
-    // The section records its owner's thread id; deleting a section that is held is undefined, so the
-    // destroying owner leaves it once first.
-    CRITICAL_SECTION* section = AsSection(storage);
-    if (static_cast<DWORD>(reinterpret_cast<uintptr_t>(section->OwningThread)) == ::GetCurrentThreadId())
-        ::LeaveCriticalSection(section);
-    ::DeleteCriticalSection(section);
+    RecursiveMutex* mutex = AsMutex(storage);
+    if (HeldByCaller(mutex)) {
+        mutex->depth = 0;
+        mutex->owner.store(0, std::memory_order_relaxed);
+        ::ReleaseSRWLockExclusive(&mutex->lock);
+    }
+    mutex->~RecursiveMutex();  // a slim lock holds no system resource
 }
 
 void RecursiveMutexLock(void* storage)
 {
-    ::EnterCriticalSection(AsSection(storage));
+    RecursiveMutex* mutex = AsMutex(storage);
+    if (HeldByCaller(mutex)) {
+        ++mutex->depth;
+        return;
+    }
+    ::AcquireSRWLockExclusive(&mutex->lock);
+    TakeOwnership(mutex);
 }
 
 bool RecursiveMutexTryLock(void* storage)
 {
-    return ::TryEnterCriticalSection(AsSection(storage)) != 0;
+    RecursiveMutex* mutex = AsMutex(storage);
+    if (HeldByCaller(mutex)) {
+        ++mutex->depth;
+        return true;
+    }
+    if (!::TryAcquireSRWLockExclusive(&mutex->lock))
+        return false;
+    TakeOwnership(mutex);
+    return true;
 }
 
 void RecursiveMutexUnlock(void* storage)
 {
-    ::LeaveCriticalSection(AsSection(storage));
+    RecursiveMutex* mutex = AsMutex(storage);
+    if (!HeldByCaller(mutex))
+        return;  // not the caller's to release
+    if (--mutex->depth > 0)
+        return;
+    mutex->owner.store(0, std::memory_order_relaxed);
+    ::ReleaseSRWLockExclusive(&mutex->lock);
+}
+
+struct Event
+{
+    HANDLE handle;
+};
+
+Event* NewEvent()
+{
+    HANDLE handle = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    if (handle == nullptr)
+        return nullptr;
+    Event* event = new (std::nothrow) Event{handle};
+    if (event == nullptr)
+        ::CloseHandle(handle);
+    return event;
+}
+
+void DeleteEvent(Event* event)
+{
+    if (event == nullptr)
+        return;
+    ::CloseHandle(event->handle);
+    delete event;
+}
+
+void SignalEvent(Event* event)
+{
+    ::SetEvent(event->handle);
+}
+
+bool WaitForEvent(Event* event, uint32_t milliseconds)
+{
+    static_assert(kWaitForever == INFINITE, "the library's endless wait is the system's");
+    return ::WaitForSingleObject(event->handle, milliseconds) == WAIT_OBJECT_0;
 }
 
 }  // namespace platform

@@ -67,12 +67,17 @@ uint32_t GetExitCodeThread(ThreadHandle* handle)
     return code;
 }
 
+bool WaitForThreadEnd(ThreadHandle* handle, uint32_t milliseconds)
+{
+    return ::WaitForSingleObject(handle->thread, milliseconds) == WAIT_OBJECT_0;
+}
+
 bool TerminateThread(ThreadHandle* handle, uint32_t exitCode)
 {
-    if (::WaitForSingleObject(handle->thread, 0) == WAIT_OBJECT_0)
+    if (WaitForThreadEnd(handle, 0))
         return true;
     ::TerminateThread(handle->thread, exitCode);
-    return ::WaitForSingleObject(handle->thread, kForcedEndWaitMilliseconds) == WAIT_OBJECT_0;
+    return WaitForThreadEnd(handle, kForcedEndWaitMilliseconds);
 }
 
 void CloseThreadHandle(ThreadHandle* handle)

@@ -6,6 +6,7 @@
 #include <Veltrane.h>
 
 #include "tests/support/FailingAllocations.h"
+#include "tests/support/HostSystem.h"
 
 namespace {
 
@@ -51,6 +52,10 @@ void ExpectNullOnEveryFailure(const std::function<COsThread*()>& make)
 
 TEST(COsThread, FactoriesGiveNullWhenMemoryRunsOut)
 {
+    // A program's own operator new does not reach into a DLL: on Windows the library allocates through its
+    // own C++ runtime, where the test cannot make an allocation fail.
+    if (veltrane_test::kWindowsHost)
+        GTEST_SKIP() << "on Windows the test's replaced operator new does not reach the library's DLL";
     Owner owner;
     const std::function<COsThread*()> factories[] = {
         [] { return COsThread::CreateThread(&Work); },

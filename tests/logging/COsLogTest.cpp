@@ -1,16 +1,18 @@
 // COsLog: the port file, the wire as a viewer sees it, filter words, and teardown in every state.
 #include "tests/logging/LogHubFixture.h"
 
-#include <sys/resource.h>
+#ifndef _WIN32
 #include <sys/stat.h>
 #include <fcntl.h>
 #include <unistd.h>
+#endif
 
 #include <functional>
 #include <memory>
 #include <vector>
 
 #include "tests/support/FailingAllocations.h"
+#include "tests/support/HostSystem.h"
 
 namespace loghub_test {
 
@@ -72,7 +74,10 @@ TEST_F(LogHubTest, PortFileThatIsAFifoADirectoryOrHugeNeitherHoldsStartNorCostsI
         std::function<void()> make;
         int base;
     } rows[] = {
+#ifndef _WIN32
+        // Windows has no FIFO that a name in a directory stands for.
         {"FIFO", [&] { ASSERT_EQ(mkfifo(portFile.c_str(), 0600), 0); }, 61234},
+#endif
         {"directory", [&] { std::filesystem::create_directory(portFile); }, 61234},
         {"3 GiB sparse file",
          [&] {
@@ -85,8 +90,7 @@ TEST_F(LogHubTest, PortFileThatIsAFifoADirectoryOrHugeNeitherHoldsStartNorCostsI
         SCOPED_TRACE(row.name);
         std::filesystem::remove(portFile);
         row.make();
-        rusage before{};
-        getrusage(RUSAGE_SELF, &before);
+        const long peakBefore = veltrane_test::PeakMemoryKilobytes();
         std::atomic<bool> started{false};
         int status = 1;
         std::thread starter([&] {
@@ -95,20 +99,20 @@ TEST_F(LogHubTest, PortFileThatIsAFifoADirectoryOrHugeNeitherHoldsStartNorCostsI
         });
         const bool inTime = WaitFor([&] { return started.load(); }, milliseconds(3000));
         if (!inTime) {
+#ifndef _WIN32
             // A Start that waits for a writer of the FIFO is let go, so that the test can end.
             int writer = open(portFile.c_str(), O_WRONLY | O_NONBLOCK);
             WaitFor([&] { return started.load(); }, milliseconds(3000));
             if (writer >= 0)
                 close(writer);
+#endif
         }
         starter.join();
         EXPECT_TRUE(inTime) << "Start was held up";
         EXPECT_EQ(status, 0);
         const int port = COsLog::GetLogOutputPort();
         EXPECT_TRUE(port >= row.base && port < row.base + 10) << port;
-        rusage after{};
-        getrusage(RUSAGE_SELF, &after);
-        EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 256 * 1024) << "kilobytes taken at the peak";
+        EXPECT_LT(veltrane_test::PeakMemoryKilobytes() - peakBefore, 256 * 1024) << "kilobytes taken at the peak";
         COsLog::FreeInstance();
     }
     std::filesystem::remove(portFile);
@@ -116,6 +120,10 @@ TEST_F(LogHubTest, PortFileThatIsAFifoADirectoryOrHugeNeitherHoldsStartNorCostsI
 
 TEST_F(LogHubTest, GetInstanceGivesNullWhenMemoryRunsOut)
 {
+    // A program's own operator new does not reach into a DLL: on Windows the library allocates through its
+    // own C++ runtime, where the test cannot make an allocation fail.
+    if (veltrane_test::kWindowsHost)
+        GTEST_SKIP() << "on Windows the test's replaced operator new does not reach the library's DLL";
     COsLog* made = nullptr;
     const int needed = veltrane_test::ForEachFailingAllocation(&COsLog::GetInstance, [&](COsLog* hub, bool threw,
                                                                                           bool failed, int count) {

@@ -2,6 +2,9 @@
 // the echo of the viewer's words must neither kill nor hold the host, and the words it keeps are bounded.
 #include "tests/logging/LogHubFixture.h"
 
+#ifdef _WIN32
+#include <windows.h>
+#else
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
@@ -9,11 +12,12 @@
 #include <poll.h>
 #include <unistd.h>
 
+extern char** environ;
+#endif
+
 #include <cerrno>
 
 #include "logging/LogFilterList.h"
-
-extern char** environ;
 
 namespace loghub_test {
 
@@ -21,6 +25,137 @@ namespace {
 
 enum class Output { Closed, Unread, Read };
 
+#ifdef _WIN32
+// Windows has no SIGPIPE: a write to a pipe whose reader has gone fails with an error of its own.
+struct NoSigPipe
+{
+    NoSigPipe() {}
+    ~NoSigPipe() {}
+};
+
+// The hub host as a child process, with its standard input and error on pipes to the test and its standard
+// output as `kind` says; it runs beside this program, and ends with the test's job if the test dies.
+class ChildHost
+{
+public:
+    explicit ChildHost(Output kind)
+    {
+        SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+        HANDLE inputRead, inputWrite, outputRead, outputWrite, errorsRead, errorsWrite;
+        if (!CreatePipe(&inputRead, &inputWrite, &inheritable, 0))
+            return;
+        CreatePipe(&outputRead, &outputWrite, &inheritable, 0);
+        CreatePipe(&errorsRead, &errorsWrite, &inheritable, 0);
+        for (HANDLE own : {inputWrite, outputRead, errorsRead})
+            SetHandleInformation(own, HANDLE_FLAG_INHERIT, 0);
+        STARTUPINFOA startup{};
+        startup.cb = sizeof(startup);
+        startup.dwFlags = STARTF_USESTDHANDLES;
+        startup.hStdInput = inputRead;
+        startup.hStdOutput = outputWrite;
+        startup.hStdError = errorsWrite;
+        std::string program = COsSystem::GetProcessPath();
+        program = program.substr(0, program.rfind('/') + 1) + VELTRANE_LOGHUB_HOST_FILE_NAME;
+        std::string line = "\"" + program + "\"";
+        PROCESS_INFORMATION child{};
+        if (CreateProcessA(nullptr, &line[0], nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr, nullptr, &startup,
+                           &child)) {
+            m_process = child.hProcess;
+            CloseHandle(child.hThread);
+        }
+        for (HANDLE childs : {inputRead, outputWrite, errorsWrite})
+            CloseHandle(childs);
+        m_input = inputWrite;
+        m_errors = errorsRead;
+        if (kind == Output::Closed)
+            CloseHandle(outputRead);  // a pipe whose reader has gone: the host's writes fail
+        else
+            m_output = outputRead;  // Unread: held open and never read, so that it fills up
+    }
+
+    ~ChildHost()
+    {
+        if (m_process != nullptr) {
+            TerminateProcess(m_process, 1);
+            WaitForSingleObject(m_process, 5000);
+            CloseHandle(m_process);
+        }
+        for (HANDLE handle : {m_input, m_output, m_errors}) {
+            if (handle != nullptr)
+                CloseHandle(handle);
+        }
+    }
+
+    // The port that the host's hub listens on, or -1.
+    int Port() { return std::atoi(AwaitLine(m_errors, m_errorText, "port ", milliseconds(10000)).c_str()); }
+
+    bool Command(const std::string& line)
+    {
+        const std::string text = line + "\n";
+        DWORD written = 0;
+        return WriteFile(m_input, text.data(), static_cast<DWORD>(text.size()), &written, nullptr) &&
+               written == text.size();
+    }
+
+    // Up to the next line end of the host's standard output, or "" after `limit`.
+    std::string OutputLine(milliseconds limit = milliseconds(5000)) { return AwaitLine(m_output, m_outputText, "", limit); }
+
+    // Ends the hub and the host: the milliseconds that FreeInstance took (-1 if the host never said), and
+    // whether the host then exited with 0 within a few seconds (it is killed otherwise).
+    std::pair<long long, bool> End()
+    {
+        Command("end");
+        const std::string freed = AwaitLine(m_errors, m_errorText, "freed ", milliseconds(5000));
+        const long long took = freed.empty() ? -1 : std::atoll(freed.c_str());
+        const bool exited = m_process != nullptr && WaitForSingleObject(m_process, 5000) == WAIT_OBJECT_0;
+        DWORD status = 1;
+        if (exited) {
+            GetExitCodeProcess(m_process, &status);
+            CloseHandle(m_process);
+            m_process = nullptr;
+        }
+        return {took, exited && status == 0};
+    }
+
+private:
+    // Reads `pipe` into `text` until it holds a line that begins with `prefix`; gives the rest of that line
+    // (its CR dropped) and drops what came before it, or "" when `limit` passed or the pipe ended first.
+    static std::string AwaitLine(HANDLE pipe, std::string& text, const std::string& prefix, milliseconds limit)
+    {
+        const Clock::time_point start = Clock::now();
+        for (;;) {
+            for (size_t lineStart = 0, end; (end = text.find('\n', lineStart)) != std::string::npos; lineStart = end + 1) {
+                if (text.compare(lineStart, prefix.size(), prefix) == 0) {
+                    std::string rest = text.substr(lineStart + prefix.size(), end - lineStart - prefix.size());
+                    text.erase(0, end + 1);
+                    if (!rest.empty() && rest.back() == '\r')
+                        rest.pop_back();
+                    return rest;
+                }
+            }
+            DWORD available = 0;
+            if (!PeekNamedPipe(pipe, nullptr, 0, nullptr, &available, nullptr))
+                return "";
+            if (available == 0) {
+                if (MillisecondsSince(start) >= limit.count())
+                    return "";
+                std::this_thread::sleep_for(milliseconds(5));
+                continue;
+            }
+            char chunk[4096];
+            DWORD got = 0;
+            if (!ReadFile(pipe, chunk, sizeof(chunk) < available ? sizeof(chunk) : available, &got, nullptr) || got == 0)
+                return "";
+            text.append(chunk, got);
+        }
+    }
+
+    HANDLE m_process = nullptr;
+    HANDLE m_input = nullptr, m_output = nullptr, m_errors = nullptr;
+    std::string m_outputText, m_errorText;
+};
+
+#else
 // Ignores SIGPIPE in the test process for its scope: a write to a host that died must fail, not kill the test.
 struct NoSigPipe
 {
@@ -143,6 +278,8 @@ private:
     int m_input = -1, m_output = -1, m_errors = -1;
     std::string m_outputText, m_errorText;
 };
+
+#endif
 
 void SendWord(RawViewer& viewer, const std::string& word)
 {

@@ -9,7 +9,10 @@
 
 #ifdef _WIN32
 #include <windows.h>
+#include <psapi.h>
 #include <tlhelp32.h>
+#else
+#include <sys/resource.h>
 #endif
 
 namespace veltrane_test {
@@ -41,6 +44,16 @@ inline int ThreadCount()
     return count;
 }
 
+// The most memory the process has held at once, in kilobytes (its peak working set).
+inline long PeakMemoryKilobytes()
+{
+    PROCESS_MEMORY_COUNTERS counters{};
+    counters.cb = sizeof(counters);
+    return ::K32GetProcessMemoryInfo(::GetCurrentProcess(), &counters, sizeof(counters))
+               ? static_cast<long>(counters.PeakWorkingSetSize / 1024)
+               : -1;
+}
+
 // The number of processes on the machine whose executable has the name `name` (any case).
 inline int ProcessesNamed(const char* name)
 {
@@ -69,6 +82,14 @@ inline int OpenDescriptorCount()
          entry.increment(error))
         ++count;
     return count - 1;
+}
+
+// The most memory the process has held at once, in kilobytes (its peak resident set).
+inline long PeakMemoryKilobytes()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
 }
 
 // The number of threads in the process, or -1 if /proc/self/status cannot be read.
