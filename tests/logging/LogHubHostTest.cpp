@@ -25,6 +25,22 @@ namespace {
 
 enum class Output { Closed, Unread, Read };
 
+// Finds in `text` the first whole line that begins with `prefix`: gives the rest of it in `rest` (a CR before
+// its line end dropped) and drops it and all before it from `text`.
+bool TakeLine(std::string& text, const std::string& prefix, std::string& rest)
+{
+    for (size_t lineStart = 0, end; (end = text.find('\n', lineStart)) != std::string::npos; lineStart = end + 1) {
+        if (text.compare(lineStart, prefix.size(), prefix) == 0) {
+            rest = text.substr(lineStart + prefix.size(), end - lineStart - prefix.size());
+            text.erase(0, end + 1);
+            if (!rest.empty() && rest.back() == '\r')
+                rest.pop_back();
+            return true;
+        }
+    }
+    return false;
+}
+
 #ifdef _WIN32
 // Windows has no SIGPIPE: a write to a pipe whose reader has gone fails with an error of its own.
 struct NoSigPipe
@@ -124,15 +140,9 @@ private:
     {
         const Clock::time_point start = Clock::now();
         for (;;) {
-            for (size_t lineStart = 0, end; (end = text.find('\n', lineStart)) != std::string::npos; lineStart = end + 1) {
-                if (text.compare(lineStart, prefix.size(), prefix) == 0) {
-                    std::string rest = text.substr(lineStart + prefix.size(), end - lineStart - prefix.size());
-                    text.erase(0, end + 1);
-                    if (!rest.empty() && rest.back() == '\r')
-                        rest.pop_back();
-                    return rest;
-                }
-            }
+            std::string rest;
+            if (TakeLine(text, prefix, rest))
+                return rest;
             DWORD available = 0;
             if (!PeekNamedPipe(pipe, nullptr, 0, nullptr, &available, nullptr))
                 return "";
@@ -255,13 +265,9 @@ private:
     {
         const Clock::time_point start = Clock::now();
         for (;;) {
-            for (size_t lineStart = 0, end; (end = text.find('\n', lineStart)) != std::string::npos; lineStart = end + 1) {
-                if (text.compare(lineStart, prefix.size(), prefix) == 0) {
-                    std::string rest = text.substr(lineStart + prefix.size(), end - lineStart - prefix.size());
-                    text.erase(0, end + 1);
-                    return rest;
-                }
-            }
+            std::string rest;
+            if (TakeLine(text, prefix, rest))
+                return rest;
             const long long left = limit.count() - MillisecondsSince(start);
             pollfd entry{descriptor, POLLIN, 0};
             if (left <= 0 || poll(&entry, 1, static_cast<int>(left)) <= 0)
