@@ -4,5 +4,5 @@
 // and the fields it uses. The build puts the host's form in place under the name below.
 #pragma once
 
-#include "core/Types.h"
+#include "Types.h"
 #include "VeltraneWindowsRecords.h"

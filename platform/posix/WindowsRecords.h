@@ -4,8 +4,6 @@
 
 #include <cstdint>
 
-#include "Types.h"
-
 typedef void* HANDLE;
 typedef void* HINSTANCE;
 #define INVALID_HANDLE_VALUE (reinterpret_cast<HANDLE>(static_cast<intptr_t>(-1)))
@@ -45,7 +43,7 @@ typedef struct _WIN32_FIND_DATAW {
     FILETIME ftLastWriteTime;
     uint32_t nFileSizeHigh;
     uint32_t nFileSizeLow;
-    wchar16 cFileName[260];
+    char16_t cFileName[260];  // the interface's wchar16
 } WIN32_FIND_DATAW;
 
 // Opaque: the library only stores a pointer to it.
