@@ -28,8 +28,9 @@ struct ChildProgram {
 // never leaves a process or a descriptor behind. False when the path is not absolute or the pipe, the
 // child or the read failed; an empty `output` with true means the child wrote nothing in time.
 // Host notes: POSIX gives the child PATH=/usr/bin:/bin and LC_ALL=C and nothing else, in a process group of
-// its own; Windows gives it the system's root and directory only, quotes the arguments as the C runtime
-// reads them back, and runs it inside a job object, whose end kills what the child started.
+// its own; Windows gives it the system's root and directories only, quotes the arguments as the C runtime
+// reads them back, runs it inside a job object, whose end kills what the child started, and gives an
+// output the child wrote in UTF-16 (as the system's management tool does to a pipe) in UTF-8.
 bool RunAndReadOnce(const ChildProgram& program, unsigned waitMilliseconds, unsigned readMilliseconds,
                     size_t capacity, std::string& output);
 

@@ -1,4 +1,4 @@
-// platform/posix/sysinfo.cpp — uname(2), gethostname(2), /etc/os-release, the compiler's own macros, and
+// platform/posix/sysinfo.cpp — uname(2), gethostname(2), /etc/os-release, and
 // the machine identity questions, answered by awk from /sys and /proc.
 #include "platform/sysinfo.h"
 
@@ -76,23 +76,6 @@ std::string HostName()
     if (::gethostname(buffer.data(), buffer.size() - 1) != 0)
         return std::string();
     return buffer.data();
-}
-
-std::string BuildToolchainName()
-{
-#if defined(__clang__)
-    std::string name = "Clang " __clang_version__;
-#elif defined(__GNUC__)
-    std::string name = "GCC " __VERSION__;
-#else
-    std::string name = "C++ compiler";
-#endif
-#if defined(__GLIBCXX__)
-    name += " - libstdc++ " + std::to_string(__GLIBCXX__);
-#elif defined(_LIBCPP_VERSION)
-    name += " - libc++ " + std::to_string(_LIBCPP_VERSION);
-#endif
-    return name;
 }
 
 // Both questions are answered by awk, run from its fixed path: each prints its column name on a line of

@@ -1,6 +1,6 @@
-// platform/win32/process.cpp — the executable's name, and children started through cmd.exe on a pipe.
-// The child runs inside a job object that kills what is left of it when the job's handle closes, so the
-// programs a command starts end with it. Only the pipe's write end is handed to the child: a concurrent
+// platform/win32/process.cpp — the executable's name, and child programs on a pipe. The child runs inside a
+// job object that kills what is left of it when the job's handle closes, so the programs it starts end with
+// it. Only the pipe's write end is handed to the child: a concurrent
 // query's child never holds this query's pipe open. An anonymous pipe has no time-limited read, so the
 // one read waits by looking at the pipe until output is there, its writers are gone, or the time is up.
 #include "platform/process.h"
@@ -38,25 +38,88 @@ private:
     HANDLE m_handle;
 };
 
-std::wstring ShellPath()
+std::wstring SystemPath(UINT(WINAPI* directoryOf)(LPWSTR, UINT))
 {
-    // The system directory, never PATH or COMSPEC: the caller's environment does not choose the shell.
     wchar_t directory[MAX_PATH];
-    UINT length = ::GetSystemDirectoryW(directory, MAX_PATH);
+    UINT length = directoryOf(directory, MAX_PATH);
     if (length == 0 || length >= MAX_PATH)
         return std::wstring();
-    return std::wstring(directory, length) + L"\\cmd.exe";
+    return std::wstring(directory, length);
 }
 
-// Starts the command suspended with `writeEnd` as its standard output and error and no other handle.
-bool StartChild(const std::string& commandLine, HANDLE writeEnd, PROCESS_INFORMATION& child)
+// A drive's root ("C:\", "C:/") or a network name ("\\server"): a program from anywhere else would be looked
+// for relative to the current directory or along PATH.
+bool IsAbsoluteProgram(const std::string& path)
 {
-    std::wstring shell = ShellPath();
-    if (shell.empty())
+    const bool drive = path.size() >= 3 && ((path[0] >= 'A' && path[0] <= 'Z') || (path[0] >= 'a' && path[0] <= 'z')) &&
+                       path[1] == ':' && (path[2] == '\\' || path[2] == '/');
+    const bool network = path.size() >= 3 && (path[0] == '\\' || path[0] == '/') && (path[1] == '\\' || path[1] == '/');
+    return drive || network;
+}
+
+bool Runnable(const ChildProgram& program)
+{
+    if (!IsAbsoluteProgram(program.path) || program.path.find('\0') != std::string::npos)
         return false;
-    std::wstring line = L"\"" + shell + L"\" /d /c " + win32::Widen(commandLine);
+    for (const std::string& argument : program.arguments)
+        if (argument.find('\0') != std::string::npos)
+            return false;
+    return true;
+}
+
+// One argument as the C runtime splits a command line back: quoted when it is empty or holds a blank or a
+// quote, a quote escaped with a backslash, and the backslashes before a quote (or the closing one) doubled.
+void AppendArgument(std::wstring& line, const std::wstring& argument)
+{
+    if (!line.empty())
+        line += L' ';
+    if (!argument.empty() && argument.find_first_of(L" \t\n\v\"") == std::wstring::npos) {
+        line += argument;
+        return;
+    }
+    line += L'"';
+    size_t backslashes = 0;
+    for (wchar_t unit : argument) {
+        if (unit == L'\\') {
+            ++backslashes;
+            continue;
+        }
+        if (unit == L'"')
+            line.append(2 * backslashes + 1, L'\\');
+        else
+            line.append(backslashes, L'\\');
+        backslashes = 0;
+        line += unit;
+    }
+    line.append(2 * backslashes, L'\\');
+    line += L'"';
+}
+
+// The child's whole environment: the system's root and its directories on PATH, nothing of the caller's.
+std::wstring MinimalEnvironment()
+{
+    const std::wstring root = SystemPath(::GetSystemWindowsDirectoryW);
+    const std::wstring system = SystemPath(::GetSystemDirectoryW);
+    std::wstring block;
+    for (const std::wstring& entry : {L"SystemRoot=" + root, L"windir=" + root, L"PATH=" + system + L";" + root}) {
+        block += entry;
+        block += L'\0';
+    }
+    block += L'\0';
+    return block;
+}
+
+// Starts the program suspended with `writeEnd` as its standard output and error and no other handle.
+bool StartChild(const ChildProgram& program, HANDLE writeEnd, PROCESS_INFORMATION& child)
+{
+    const std::wstring path = win32::Widen(program.path);
+    std::wstring line;
+    AppendArgument(line, path);
+    for (const std::string& argument : program.arguments)
+        AppendArgument(line, win32::Widen(argument));
     std::vector<wchar_t> mutableLine(line.begin(), line.end());
     mutableLine.push_back(L'\0');
+    std::wstring environment = MinimalEnvironment();
 
     SIZE_T attributeSize = 0;
     ::InitializeProcThreadAttributeList(nullptr, 1, 0, &attributeSize);
@@ -77,11 +140,29 @@ bool StartChild(const std::string& commandLine, HANDLE writeEnd, PROCESS_INFORMA
     startup.StartupInfo.hStdOutput = writeEnd;
     startup.StartupInfo.hStdError = writeEnd;
     startup.lpAttributeList = listed ? attributes : nullptr;
-    DWORD flags = CREATE_SUSPENDED | CREATE_NO_WINDOW | (listed ? EXTENDED_STARTUPINFO_PRESENT : 0);
-    BOOL started = ::CreateProcessW(nullptr, mutableLine.data(), nullptr, nullptr, TRUE, flags, nullptr, nullptr,
-                                    &startup.StartupInfo, &child);
+    DWORD flags = CREATE_SUSPENDED | CREATE_NO_WINDOW | CREATE_UNICODE_ENVIRONMENT |
+                  (listed ? EXTENDED_STARTUPINFO_PRESENT : 0);
+    // The application name is given, so the system never searches for the program.
+    BOOL started = ::CreateProcessW(path.c_str(), mutableLine.data(), nullptr, nullptr, TRUE, flags, &environment[0],
+                                    nullptr, &startup.StartupInfo, &child);
     ::DeleteProcThreadAttributeList(attributes);
     return started != 0;
+}
+
+// A child that writes UTF-16 to a pipe (the system's management tool does) is given as UTF-8, so that its
+// columns are found like any other program's: the byte order mark, or a first unit that is ASCII, tells.
+std::string AsUtf8(const std::string& bytes)
+{
+    const bool marked = bytes.size() >= 2 && static_cast<unsigned char>(bytes[0]) == 0xFF &&
+                        static_cast<unsigned char>(bytes[1]) == 0xFE;
+    const bool wide = marked || (bytes.size() >= 2 && bytes[0] != '\0' && bytes[1] == '\0');
+    if (!wide)
+        return bytes;
+    std::wstring units(bytes.size() / 2, L'\0');
+    for (size_t index = 0; index < units.size(); ++index)
+        units[index] = static_cast<wchar_t>(static_cast<unsigned char>(bytes[2 * index]) |
+                                            static_cast<unsigned char>(bytes[2 * index + 1]) << 8);
+    return win32::Narrow(marked ? units.substr(1) : units);
 }
 
 // Waits until the pipe has output or no writer, or the time is up. False when the pipe failed.
@@ -118,9 +199,11 @@ std::string ExecutablePath()
     return win32::ModuleFilePath(nullptr);
 }
 
-bool RunAndReadOnce(const std::string& commandLine, unsigned waitMilliseconds, unsigned readMilliseconds,
+bool RunAndReadOnce(const ChildProgram& program, unsigned waitMilliseconds, unsigned readMilliseconds,
                     size_t capacity, std::string& output)
 {
+    if (!Runnable(program))
+        return false;
     Handle readEnd, writeEnd;
     SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
     if (!::CreatePipe(readEnd.Out(), writeEnd.Out(), &inheritable, 0))
@@ -137,7 +220,7 @@ bool RunAndReadOnce(const std::string& commandLine, unsigned waitMilliseconds, u
 
     PROCESS_INFORMATION child;
     ZeroMemory(&child, sizeof(child));
-    if (!StartChild(commandLine, writeEnd.Get(), child))
+    if (!StartChild(program, writeEnd.Get(), child))
         return false;
     Handle process(child.hProcess), thread(child.hThread);
     const bool inJob = ::AssignProcessToJobObject(job.Get(), process.Get()) != 0;
@@ -153,7 +236,7 @@ bool RunAndReadOnce(const std::string& commandLine, unsigned waitMilliseconds, u
         DWORD count = 0;
         read = ::ReadFile(readEnd.Get(), buffer.data(), chunk, &count, nullptr) != 0;
         if (read)
-            output.assign(buffer.data(), count);
+            output = AsUtf8(std::string(buffer.data(), count));
     }
     if (!ended) {
         if (!inJob || !::TerminateJobObject(job.Get(), 1))

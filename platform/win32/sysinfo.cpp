@@ -1,6 +1,7 @@
-// platform/win32/sysinfo.cpp — the version record for the Windows naming, the processor architecture and
-// the computer's name. The version services are looked up at run time, as the naming expects: a system
-// that lacks one leaves its part of the record unset, and the naming says what that means.
+// platform/win32/sysinfo.cpp — the version record for the Windows naming, the system's word width, the
+// computer's name and the machine identity questions. The version services are looked up at run time, as
+// the naming expects: a system that lacks one leaves its part of the record unset, and the naming says
+// what that means.
 #include "platform/sysinfo.h"
 
 #include <windows.h>
@@ -104,15 +105,15 @@ std::string OperatingSystemName()
     return std::string();
 }
 
-std::string MachineArchitecture()
+unsigned SystemBits()
 {
     switch (NativeSystemInfo().wProcessorArchitecture) {
-    case PROCESSOR_ARCHITECTURE_AMD64: return "AMD64";
-    case PROCESSOR_ARCHITECTURE_IA64: return "IA64";
-    case PROCESSOR_ARCHITECTURE_ARM64: return "ARM64";
-    case PROCESSOR_ARCHITECTURE_ARM: return "ARM";
-    case PROCESSOR_ARCHITECTURE_INTEL: return "x86";
-    default: return std::string();
+    case PROCESSOR_ARCHITECTURE_AMD64:
+    case PROCESSOR_ARCHITECTURE_IA64:
+    case PROCESSOR_ARCHITECTURE_ARM64:
+        return 64;
+    default:
+        return 32;
     }
 }
 
@@ -128,6 +129,32 @@ std::string HostName()
         return std::string();
     name.resize(length);
     return win32::Narrow(name);
+}
+
+// The system's management tool, from the system directory, answers both questions; it writes its table in
+// UTF-16 to a pipe, which the child runner gives as UTF-8.
+namespace {
+
+MachineQuery ManagementQuery(std::initializer_list<std::string> arguments, const std::string& column)
+{
+    wchar_t directory[MAX_PATH];
+    UINT length = ::GetSystemDirectoryW(directory, MAX_PATH);
+    std::string tool;
+    if (length > 0 && length < MAX_PATH)
+        tool = win32::Narrow(directory, length) + "\\wbem\\WMIC.exe";
+    return {{tool, arguments}, column};
+}
+
+}  // namespace
+
+MachineQuery BoardSerialQuery()
+{
+    return ManagementQuery({"BaseBoard", "get", "SerialNumber"}, "SerialNumber");
+}
+
+MachineQuery ProcessorIdQuery()
+{
+    return ManagementQuery({"cpu", "get", "ProcessorId"}, "ProcessorId");
 }
 
 }  // namespace platform

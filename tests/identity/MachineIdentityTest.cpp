@@ -12,6 +12,7 @@
 #include <Veltrane.h>
 
 #include "identity/MachineIdentity.h"
+#include "tests/support/HostSystem.h"
 #include "tests/support/ProcessCounts.h"
 
 namespace {
@@ -86,30 +87,49 @@ TEST(MachineIdentityColumn, ValueBehindFirstColumnNameWithBlanksAndLineEndsRemov
 }
 
 #ifdef _WIN32
-// The children run through cmd.exe here, so the commands are cmd's; what they must show is the same.
+// The children are the system's cmd.exe here, so the commands are cmd's; what they must show is the same.
+std::string CommandShell()
+{
+    wchar_t directory[MAX_PATH];
+    UINT length = ::GetSystemDirectoryW(directory, MAX_PATH);
+    std::string shell;
+    for (UINT index = 0; index < length; ++index)
+        shell += static_cast<char>(directory[index]);
+    return shell + "\\cmd.exe";
+}
+
+// `options` go before /c: "/u" makes cmd write its own output in UTF-16, as the management tool does.
+MachineQuery Cmd(const std::string& command, const std::string& column, const char* options = "/d")
+{
+    return {{CommandShell(), {options, "/c", command}}, column};
+}
+
 TEST_F(ChildFiles, ComposeJoinsBothValuesAndRunsTheProcessorQueryOnlyAfterTheBoard)
 {
-    const ColumnQuery processor{"echo ProcessorId 00FF", "ProcessorId"};
+    const MachineQuery processor = Cmd("echo ProcessorId 00FF", "ProcessorId");
     struct {
-        ColumnQuery board, processor;
+        MachineQuery board, processor;
         std::string identity;
     } rows[] = {
-        {{"echo SerialNumber  ABC 123  ", "SerialNumber"}, processor, "mode:Windows;baseBoardSN:ABC123;processorId:00FF"},
-        {{"echo SerialNumber", "SerialNumber"}, processor, "mode:Windows;baseBoardSN:;processorId:00FF"},
+        {Cmd("echo SerialNumber  ABC 123  ", "SerialNumber"), processor, "mode:Windows;baseBoardSN:ABC123;processorId:00FF"},
+        {Cmd("echo SerialNumber", "SerialNumber"), processor, "mode:Windows;baseBoardSN:;processorId:00FF"},
         // Standard error goes to the same pipe.
-        {{"echo SerialNumber S1 1>&2", "SerialNumber"}, {"echo ProcessorId P1", "ProcessorId"},
+        {Cmd("echo SerialNumber S1 1>&2", "SerialNumber"), Cmd("echo ProcessorId P1", "ProcessorId"),
          "mode:Windows;baseBoardSN:S1;processorId:P1"},
-        {{"echo SerialNumber A", "SerialNumber"}, {"echo no column", "ProcessorId"}, ""},
+        // A child that writes UTF-16 is read as text, not cut at its first zero byte.
+        {Cmd("echo SerialNumber W1", "SerialNumber", "/u"), Cmd("echo ProcessorId W2", "ProcessorId", "/u"),
+         "mode:Windows;baseBoardSN:W1;processorId:W2"},
+        {Cmd("echo SerialNumber A", "SerialNumber"), Cmd("echo no column", "ProcessorId"), ""},
     };
     for (const auto& row : rows)
-        EXPECT_EQ(identity::ComposeMachineIdentity(row.board, row.processor), row.identity) << row.board.commandLine;
+        EXPECT_EQ(identity::ComposeMachineIdentity(row.board, row.processor), row.identity) << row.board.program.arguments[2];
 
     // A failed board query gives the empty text before the processor query runs.
     const std::string marker = File("processor-ran");
-    const ColumnQuery touching{"type nul > \"" + marker + "\" & echo ProcessorId 00FF", "ProcessorId"};
-    EXPECT_EQ(identity::ComposeMachineIdentity({"echo Nothing here", "SerialNumber"}, touching), "");
+    const MachineQuery touching = Cmd("type nul > " + marker + " & echo ProcessorId 00FF", "ProcessorId");
+    EXPECT_EQ(identity::ComposeMachineIdentity(Cmd("echo Nothing here", "SerialNumber"), touching), "");
     EXPECT_FALSE(std::filesystem::exists(marker));
-    EXPECT_EQ(identity::ComposeMachineIdentity({"echo SerialNumber A", "SerialNumber"}, touching),
+    EXPECT_EQ(identity::ComposeMachineIdentity(Cmd("echo SerialNumber A", "SerialNumber"), touching),
               "mode:Windows;baseBoardSN:A;processorId:00FF");
     EXPECT_TRUE(std::filesystem::exists(marker));
 }
@@ -120,18 +140,18 @@ TEST_F(ChildFiles, SilentHangingOrLongChildrenAreReadOnceNeitherHangTheCallerNor
     const int pingsBefore = veltrane_test::ProcessesNamed("ping.exe");
     auto start = std::chrono::steady_clock::now();
     std::string value = "kept";
-    EXPECT_FALSE(identity::RunColumnQuery({"exit /b 0", "SerialNumber"}, value));
-    EXPECT_FALSE(identity::RunColumnQuery({"exit /b 3", "SerialNumber"}, value));
+    EXPECT_FALSE(identity::RunColumnQuery(Cmd("exit /b 0", "SerialNumber"), value));
+    EXPECT_FALSE(identity::RunColumnQuery(Cmd("exit /b 3", "SerialNumber"), value));
     EXPECT_LT(SecondsSince(start), 1.0) << "a silent child that ends gives no value at once";
 
     // A silent child that would run 30 s, and one that writes and then hangs: the program each starts (a
     // ping of this machine, which waits a second between its echoes) dies with the job.
     start = std::chrono::steady_clock::now();
-    EXPECT_FALSE(identity::RunColumnQuery({"ping -n 31 127.0.0.1 >nul", "SerialNumber"}, value));
+    EXPECT_FALSE(identity::RunColumnQuery(Cmd("ping -n 31 127.0.0.1 >nul", "SerialNumber"), value));
     EXPECT_LT(SecondsSince(start), 3.0);
     EXPECT_EQ(value, "kept");
     start = std::chrono::steady_clock::now();
-    EXPECT_TRUE(identity::RunColumnQuery({"echo SerialNumber A& ping -n 31 127.0.0.1 >nul& echo B", "SerialNumber"},
+    EXPECT_TRUE(identity::RunColumnQuery(Cmd("echo SerialNumber A& ping -n 31 127.0.0.1 >nul& echo B", "SerialNumber"),
                                          value));
     EXPECT_LT(SecondsSince(start), 1.9);
     EXPECT_EQ(value, "A");
@@ -145,11 +165,30 @@ TEST_F(ChildFiles, SilentHangingOrLongChildrenAreReadOnceNeitherHangTheCallerNor
     // Only the first read counts, and it takes at most 10000 bytes: 200 lines of 100 characters.
     std::string line(98, 'x');
     ASSERT_TRUE(identity::RunColumnQuery(
-        {"echo SerialNumber& for /l %i in (1,1,200) do @echo " + line, "SerialNumber"}, value));
+        Cmd("echo SerialNumber& for /l %i in (1,1,200) do @echo " + line, "SerialNumber"), value));
     EXPECT_LE(value.size(), 10000u - 12);
     EXPECT_GT(value.size(), 0u);
     EXPECT_EQ(value.find_first_not_of('x'), std::string::npos);
     EXPECT_EQ(veltrane_test::OpenDescriptorCount(), handlesBefore);
+}
+
+TEST_F(ChildFiles, ChildProgramsRunFromTheirAbsolutePathWithTheirOwnEnvironment)
+{
+    // A child sees none of the caller's variables; cmd leaves an unknown %NAME% as written.
+    ::SetEnvironmentVariableA("VELTRANE_TEST_SECRET", "leaked");
+    std::string value;
+    const bool ran = identity::RunColumnQuery(Cmd("echo SerialNumber [%VELTRANE_TEST_SECRET%]", "SerialNumber"), value);
+    ::SetEnvironmentVariableA("VELTRANE_TEST_SECRET", nullptr);
+    ASSERT_TRUE(ran);
+    EXPECT_EQ(value, "[%VELTRANE_TEST_SECRET%]");
+
+    // A program named without an absolute path is never looked for, neither on PATH nor in the current
+    // directory; nor is a name or an argument with a NUL inside given to the system.
+    value = "kept";
+    for (const char* program : {"cmd.exe", "cmd", ".\\cmd.exe", "\\windows\\system32\\cmd.exe", ""})
+        EXPECT_FALSE(identity::RunColumnQuery({{program, {"/c", "echo SerialNumber A"}}, "SerialNumber"}, value)) << program;
+    EXPECT_FALSE(identity::RunColumnQuery(Cmd(std::string("echo SerialNumber A\0", 20), "SerialNumber"), value));
+    EXPECT_EQ(value, "kept");
 }
 
 #else
