@@ -81,13 +81,22 @@ int COsDirectory::GetAbsolutePath(std::string path, std::string& out)
         return textRule;
     const bool absolute = IsAbsoluteOnHost(path, textRule);
 
-    std::string working = absolute ? std::move(path) : location::LibraryDirectory() + path;
+    // A name rooted by a separator alone stands on the library directory's drive, as the system's own
+    // full-path rule puts it on the current drive: joined to the whole directory it would name a
+    // directory below the library's, behind a doubled separator.
+    std::string working;
+    if (absolute)
+        working = std::move(path);
+    else if (!path.empty() && (path[0] == '/' || path[0] == '\\'))
+        working = pathrules::DriveOf(location::LibraryDirectory()) + path;
+    else
+        working = location::LibraryDirectory() + path;
     if (HasDotSequence(working))
         working = ResolveDots(working);
 
     // A relative name built on a UNC library directory gets no UNC head back: the head was never the
-    // caller's.
-    out = pathrules::ToForwardSlashes(std::move(working), absolute);
+    // caller's. No result holds a doubled separator but the two that begin a network name.
+    out = pathrules::FoldSeparatorRuns(pathrules::ToForwardSlashes(std::move(working), absolute));
     return 0;
 }
 

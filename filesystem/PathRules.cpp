@@ -140,6 +140,27 @@ std::string ToForwardSlashes(std::string path, bool keepUncHead)
     return path;
 }
 
+std::string FoldSeparatorRuns(std::string path)
+{
+    const bool networkName = path.size() > 2 && IsSeparator(path[0]) && IsSeparator(path[1]) && !IsSeparator(path[2]);
+    size_t kept = networkName ? 2 : 0;
+    for (size_t index = kept; index < path.size(); ++index) {
+        if (IsSeparator(path[index]) && kept > 0 && IsSeparator(path[kept - 1]) && kept > (networkName ? 2u : 0u))
+            continue;
+        path[kept++] = path[index];
+    }
+    path.resize(kept);
+    return path;
+}
+
+std::string DriveOf(const std::string& directory)
+{
+    std::string drive = SplitHead(directory).text;
+    while (!drive.empty() && IsSeparator(drive.back()))
+        drive.pop_back();
+    return drive;
+}
+
 std::string ResolveDotSegments(const std::string& path)
 {
     const PathHead head = SplitHead(path);

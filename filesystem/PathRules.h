@@ -22,6 +22,13 @@ size_t LastSeparator(const std::string& path);
 // Every "\" becomes "/"; with keepUncHead, two leading backslashes stay as they are.
 std::string ToForwardSlashes(std::string path, bool keepUncHead);
 
+// A run of separators folds into one, but for the two that begin a network name ("//srv/share").
+std::string FoldSeparatorRuns(std::string path);
+
+// The part of an absolute directory that a name rooted by a separator alone stands on: its drive ("C:"),
+// its server and share ("//srv/share"), or nothing for a "/"-rooted directory.
+std::string DriveOf(const std::string& directory);
+
 // Resolves "." and ".." segments on the text without touching the file system, never above the root:
 // a UNC head keeps its server and share, a drive head its letter, a "/"-rooted path its root. Repeated
 // separators fold into one and every separator becomes "/", except the two backslashes of a UNC head.

@@ -28,9 +28,6 @@ TEST(COsDirectoryGetAbsolutePath, ResolvesDotsOnTheTextWithinCapacityAndTakesRel
     std::string pairs;
     for (size_t character = 0; character < (1023 - root.size() - 2) / 2; ++character)
         pairs += "\xf0\x9f\x98\x80";
-    // A "/"-rooted name is this host's absolute path; on Windows the text rules hold, which call it
-    // relative, so it goes under the library's directory.
-    const std::string slashRooted = veltrane_test::kWindowsHost ? library : "/";
 
     const std::pair<std::string, std::string> rows[] = {
         {"C:\\a\\b.txt", "C:/a/b.txt"},
@@ -39,7 +36,15 @@ TEST(COsDirectoryGetAbsolutePath, ResolvesDotsOnTheTextWithinCapacityAndTakesRel
         {"C:\\..\\..\\x", "C:/x"},            // never above the drive's root
         {"\\\\srv\\share\\a\\..\\..\\..\\b.txt", "\\\\srv/share/b.txt"},  // nor above the share; its head stays
         {"C:a\\..\\..\\b\\.\\c", "C:../b/c"},  // drive-relative: an unclimbable ".." stays
-        {"/a/./b/../c//x", slashRooted + "a/c/x"},
+        // A name rooted by a separator alone: the host's root here, the library's drive on Windows.
+        {"/a/./b/../c//x", root + "a/c/x"},
+        {"/usr/lib", root + "usr/lib"},
+        {"\\x\\y", root + "x/y"},
+        // No result holds a doubled separator, but the two that begin a network name.
+        {"a//b\\\\c/", library + "a/b/c/"},
+        {root + "a//b", root + "a/b"},
+        {"C:\\\\x", "C:/x"},
+        {"\\\\srv\\share\\\\x", "\\\\srv/share/x"},
         {root + "../x/./", root + "x/"},
         {root + "a/b/.", root + "a/b/."},                // "/." at the end is no dot sequence
         {root + "a/b./.../c/../d", root + "a/b./.../d"},  // a name may end in a dot, and "..." is a name
@@ -50,7 +55,7 @@ TEST(COsDirectoryGetAbsolutePath, ResolvesDotsOnTheTextWithinCapacityAndTakesRel
         {"", library},
         {"..\\y\\z.txt", parent + "y/z.txt"},
         {"ver.//x", library + "ver./x"},       // a dot sequence without a "." segment: resolution folds "//"
-        {"\\\\", library + "//"},              // too short for a UNC head, so relative
+        {"\\\\", root},                        // too short for a UNC head: rooted by separators alone
         {climbAboveRoot + "../x/./y", root + "x/y"},
     };
     for (const auto& [path, expected] : rows) {
