@@ -23,6 +23,49 @@ std::wstring Widen(const std::string& text)
     return wide;
 }
 
+std::wstring FileName(const std::string& path)
+{
+    // The system's longest name, in UTF-16 units, with its long-name prefix; and the classic limit, with
+    // room for a directory's 8.3 file name behind it.
+    constexpr size_t kLongestName = 32767;
+    constexpr size_t kClassicLimit = MAX_PATH - 12;
+    if (path.empty()) {
+        ::SetLastError(ERROR_PATH_NOT_FOUND);
+        return std::wstring();
+    }
+    if (path.size() > 3 * kLongestName) {  // every three UTF-8 bytes make at least one unit
+        ::SetLastError(ERROR_FILENAME_EXCED_RANGE);
+        return std::wstring();
+    }
+    const int length = static_cast<int>(path.size());
+    const int units = path.find('\0') != std::string::npos
+                          ? 0
+                          : ::MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, path.data(), length, nullptr, 0);
+    if (units <= 0) {
+        ::SetLastError(ERROR_INVALID_NAME);
+        return std::wstring();
+    }
+    std::wstring name(static_cast<size_t>(units), L'\0');
+    ::MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, path.data(), length, &name[0], units);
+    if (name.size() > kClassicLimit) {
+        const bool drive = name.size() >= 3 && name[1] == L':' && (name[2] == L'/' || name[2] == L'\\');
+        const bool network = (name[0] == L'/' || name[0] == L'\\') && (name[1] == L'/' || name[1] == L'\\');
+        // The prefix turns the system's own name processing off: separators must be its own already.
+        for (wchar_t& unit : name)
+            if (unit == L'/')
+                unit = L'\\';
+        if (drive)
+            name.insert(0, L"\\\\?\\");
+        else if (network)
+            name.replace(0, 2, L"\\\\?\\UNC\\");
+    }
+    if (name.size() > kLongestName) {
+        ::SetLastError(ERROR_FILENAME_EXCED_RANGE);
+        return std::wstring();
+    }
+    return name;
+}
+
 std::string Narrow(const wchar_t* text, size_t count)
 {
     std::string narrow;

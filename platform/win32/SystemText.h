@@ -12,6 +12,13 @@ std::wstring Widen(const std::string& text);
 std::string Narrow(const wchar_t* text, size_t count);
 std::string Narrow(const std::wstring& text);
 
+// The system's name for a file or directory path (UTF-8, the library's normal form): UTF-16, with the
+// long-name prefix ("\\?\") on an absolute name too long for the classic limit, so that deep trees stay
+// reachable. Empty, with the system's last error set, for a name the system must not be given: ill-formed
+// UTF-8 or a NUL inside (ERROR_INVALID_NAME, never a look-alike name with U+FFFD), nothing at all
+// (ERROR_PATH_NOT_FOUND), or longer than the system's longest name (ERROR_FILENAME_EXCED_RANGE).
+std::wstring FileName(const std::string& path);
+
 // The full path of a loaded module (null: the process's executable), however long; "" on failure.
 std::string ModuleFilePath(void* module);
 

@@ -10,7 +10,7 @@ namespace platform {
 
 bool ReadFileHead(const std::string& path, size_t capacity, std::string& content)
 {
-    const std::wstring name = win32::Widen(path);
+    const std::wstring name = win32::FileName(path);
     if (name.empty())
         return false;
     HANDLE file = ::CreateFileW(name.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,

@@ -58,11 +58,9 @@ bool ParseMode(const std::string& mode, OpenMode& parsed)
 // Opens `path` with the mode's access and keeps the handle only when it names a file on disk.
 HANDLE OpenRegular(const std::string& path, DWORD access, DWORD disposition)
 {
-    const std::wstring name = win32::Widen(path);
-    if (name.empty()) {
-        SetLastError(kErrorFileNotFound);
-        return INVALID_HANDLE_VALUE;
-    }
+    const std::wstring name = win32::FileName(path);
+    if (name.empty())
+        return INVALID_HANDLE_VALUE;  // the reason is the last error
     SECURITY_ATTRIBUTES notInherited{sizeof(SECURITY_ATTRIBUTES), nullptr, FALSE};
     HANDLE file = ::CreateFileW(name.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                 &notInherited, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -234,20 +232,20 @@ bool UnlockStreamRange(FILE* stream, uint64_t offset, uint64_t length)
 
 bool RemoveFile(const std::string& path)
 {
-    const std::wstring name = win32::Widen(path);
+    const std::wstring name = win32::FileName(path);
     return !name.empty() && ::DeleteFileW(name.c_str()) != 0;
 }
 
 bool RenameWithoutReplacing(const std::string& from, const std::string& to)
 {
-    const std::wstring source = win32::Widen(from), target = win32::Widen(to);
+    const std::wstring source = win32::FileName(from), target = win32::FileName(to);
     // Without MOVEFILE_REPLACE_EXISTING the system refuses a target that exists.
     return !source.empty() && !target.empty() && ::MoveFileExW(source.c_str(), target.c_str(), 0) != 0;
 }
 
 bool CopyRegularFile(const std::string& source, const std::string& target, bool failIfExists)
 {
-    const std::wstring from = win32::Widen(source), to = win32::Widen(target);
+    const std::wstring from = win32::FileName(source), to = win32::FileName(target);
     if (from.empty() || to.empty())
         return false;
     const DWORD sourceAttributes = ::GetFileAttributesW(from.c_str());
@@ -264,7 +262,7 @@ bool CopyRegularFile(const std::string& source, const std::string& target, bool 
 
 bool ReadAttributes(const std::string& path, uint32_t& attributes)
 {
-    const std::wstring name = win32::Widen(path);
+    const std::wstring name = win32::FileName(path);
     const DWORD found = name.empty() ? INVALID_FILE_ATTRIBUTES : ::GetFileAttributesW(name.c_str());
     if (found == INVALID_FILE_ATTRIBUTES)
         return false;
@@ -274,7 +272,7 @@ bool ReadAttributes(const std::string& path, uint32_t& attributes)
 
 bool WriteAttributes(const std::string& path, uint32_t attributes)
 {
-    const std::wstring name = win32::Widen(path);
+    const std::wstring name = win32::FileName(path);
     // The directory bit is the file's type, never an attribute to set.
     return !name.empty() && ::SetFileAttributesW(name.c_str(), attributes & ~FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
@@ -292,11 +290,9 @@ int64_t RegularFileSize(const std::string& path)
 
 bool MakeDirectory(const std::string& path)
 {
-    const std::wstring name = win32::Widen(path);
-    if (name.empty()) {
-        SetLastError(kErrorPathNotFound);
-        return false;
-    }
+    const std::wstring name = win32::FileName(path);
+    if (name.empty())
+        return false;  // the reason is the last error, the system's "too long" among them
     if (::CreateDirectoryW(name.c_str(), nullptr))
         return true;
     if (::GetLastError() == ERROR_FILENAME_EXCED_RANGE)

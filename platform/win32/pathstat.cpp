@@ -9,7 +9,7 @@ namespace platform {
 
 bool IsExistingDirectory(const std::string& path)
 {
-    std::wstring wide = win32::Widen(path);
+    std::wstring wide = win32::FileName(path);
     if (wide.empty())
         return false;
     DWORD attributes = ::GetFileAttributesW(wide.c_str());
