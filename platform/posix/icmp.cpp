@@ -36,7 +36,6 @@ constexpr int kIcmpProtocol = 1;
 constexpr uint8_t kEchoRequest = 8;
 constexpr uint8_t kEchoReply = 0;
 constexpr size_t kIcmpHeaderSize = 8;
-constexpr uint32_t kErrorInvalidHandle = 6;
 
 // The sequence numbers of the service's requests: successive requests differ, so that a late reply to an
 // earlier request is never taken for the reply to this one.
