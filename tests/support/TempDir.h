@@ -10,6 +10,13 @@
 
 namespace veltrane_test {
 
+// The file system's path for a UTF-8 name. A narrow std::string given to std::filesystem is read in the
+// system's ANSI code page on Windows, where the library's names are UTF-8 on both hosts.
+inline std::filesystem::path HostPath(const std::string& name)
+{
+    return std::filesystem::u8path(name);
+}
+
 class TempDir
 {
 public:
@@ -27,7 +34,8 @@ public:
 
     const std::filesystem::path& path() const { return m_path; }
     // The absolute UTF-8 name of `relative` inside the directory.
-    std::string operator/(const std::string& relative) const { return (m_path / relative).string(); }
+    // The bytes of `relative` are joined as they stand, so a test can name what no path object would hold.
+    std::string operator/(const std::string& relative) const { return m_path.u8string() + "/" + relative; }
 
 private:
     std::filesystem::path m_path;
@@ -36,13 +44,17 @@ private:
 // The whole contents of a file as bytes; "" when it cannot be read.
 inline std::string FileBytes(const std::string& path)
 {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    try {
+        std::ifstream in(HostPath(path), std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    } catch (const std::exception&) {  // a name Windows cannot be given (ill-formed UTF-8) holds nothing
+        return std::string();
+    }
 }
 
 inline void WriteBytes(const std::string& path, const std::string& bytes)
 {
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+    std::ofstream(HostPath(path), std::ios::binary | std::ios::trunc) << bytes;
 }
 
 }  // namespace veltrane_test
