@@ -19,6 +19,13 @@ namespace {
 
 constexpr size_t kNameUnits = sizeof(WIN32_FIND_DATAW::cFileName) / sizeof(wchar16);
 
+// The record's name as UTF-16 units: the SDK's WCHAR in the Windows build, wchar16 elsewhere.
+static_assert(sizeof(WIN32_FIND_DATAW::cFileName[0]) == sizeof(wchar16), "cFileName holds UTF-16 units");
+wchar16* NameUnits(WIN32_FIND_DATAW& data)
+{
+    return reinterpret_cast<wchar16*>(data.cFileName);
+}
+
 // The UTF-8 form of a whole cFileName: at most three bytes for each unit but the terminator.
 constexpr size_t kNameBytes = (kNameUnits - 1) * 3 + 1;
 
@@ -45,7 +52,7 @@ bool StoreEntry(const platform::DirectoryEntry& entry, WIN32_FIND_DATAW& data)
     // A name of fewer bytes than cFileName has units takes no more units than it has bytes: no count first.
     if (length >= kNameUnits && encoding::Utf8ToUtf16(entry.name, length, nullptr, 0) >= kNameUnits)
         return false;
-    const size_t units = encoding::Utf8ToUtf16(entry.name, length, data.cFileName, kNameUnits - 1);
+    const size_t units = encoding::Utf8ToUtf16(entry.name, length, NameUnits(data), kNameUnits - 1);
     data.cFileName[units] = 0;
     data.dwFileAttributes = entry.attributes;
     data.ftCreationTime = entry.creationTime;
@@ -128,8 +135,8 @@ bool COsDirectory::UpdateDescriptor(_S_FileData& record)
     record.bDirectory = (record.findData.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? 1 : 0;
 
     char name[kNameBytes];
-    const size_t units = encoding::Utf16LengthWithin(record.findData.cFileName, kNameUnits);
-    const size_t bytes = encoding::Utf16ToUtf8(record.findData.cFileName, units, name, sizeof name - 1);
+    const size_t units = encoding::Utf16LengthWithin(NameUnits(record.findData), kNameUnits);
+    const size_t bytes = encoding::Utf16ToUtf8(NameUnits(record.findData), units, name, sizeof name - 1);
     name[bytes] = '\0';
     strcpyz(record.szFileName, sizeof record.szFileName, name);
 

@@ -55,7 +55,7 @@ private:
 // stream's position and buffer are left alone, so data written through it and not yet flushed is not
 // counted. -1 when the host cannot tell. Sizes of 2 GiB and more come out whole, where ftell's `long` may be
 // 32 bits wide.
-// Host notes: POSIX asks fstat of the stream's descriptor.
+// Host notes: POSIX asks fstat of the stream's descriptor, Windows GetFileSizeEx of its handle.
 int64_t StreamSize(FILE* stream);
 
 // Takes the exclusive lock on the bytes [offset, offset + length) of the stream's open file, waiting

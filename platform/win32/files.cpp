@@ -230,6 +230,14 @@ bool UnlockStreamRange(FILE* stream, uint64_t offset, uint64_t length)
            ::UnlockFileEx(HandleOf(stream), 0, static_cast<DWORD>(length), static_cast<DWORD>(length >> 32), &where) != 0;
 }
 
+int64_t StreamSize(FILE* stream)
+{
+    LARGE_INTEGER size;
+    if (stream == nullptr || !::GetFileSizeEx(HandleOf(stream), &size))
+        return -1;
+    return size.QuadPart;
+}
+
 bool RemoveFile(const std::string& path)
 {
     const std::wstring name = win32::FileName(path);
