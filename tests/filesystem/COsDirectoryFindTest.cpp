@@ -3,9 +3,13 @@
 // not fit the record, walks over a directory that changes, and the count of files whose name holds a text.
 #include <gtest/gtest.h>
 
+#ifdef _WIN32
+#include <windows.h>
+#else
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#endif
 
 #include <algorithm>
 #include <cstdint>
@@ -46,8 +50,24 @@ std::vector<std::string> Walk(const std::string& directory, const std::string& f
 void SetTimes(const std::string& path, time_t accessSeconds, long accessNanoseconds, time_t writeSeconds,
               long writeNanoseconds)
 {
+#ifdef _WIN32
+    // The system keeps 100-ns ticks since 1601.
+    auto ticks = [](time_t seconds, long nanoseconds) {
+        const uint64_t value = (static_cast<uint64_t>(seconds) + 11644473600ULL) * 10000000ULL + nanoseconds / 100;
+        return FILETIME{static_cast<DWORD>(value), static_cast<DWORD>(value >> 32)};
+    };
+    const FILETIME access = ticks(accessSeconds, accessNanoseconds), write = ticks(writeSeconds, writeNanoseconds);
+    HANDLE file = ::CreateFileW(veltrane_test::HostPath(path).c_str(), FILE_WRITE_ATTRIBUTES,
+                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+    ASSERT_NE(file, INVALID_HANDLE_VALUE) << path;
+    const bool set = ::SetFileTime(file, nullptr, &access, &write) != 0;
+    ::CloseHandle(file);
+    ASSERT_TRUE(set) << path;
+#else
     const struct timespec times[2] = {{accessSeconds, accessNanoseconds}, {writeSeconds, writeNanoseconds}};
     ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW), 0) << path;
+#endif
 }
 
 }  // namespace
@@ -85,7 +105,7 @@ TEST(COsDirectoryFind, HandsOutEveryEntryOnceWithoutTheDotsAndDescribesIt)
     EXPECT_EQ(Text(text.stAccessTime), "2020-01-02 03:04:05.006 w4");
     EXPECT_EQ(text.findData.nFileSizeLow, 5u);
     EXPECT_EQ(text.findData.dwFileAttributes, FILE_ATTRIBUTE_NORMAL);
-    EXPECT_EQ(std::u16string(text.findData.cFileName), u"a.txt");
+    EXPECT_EQ(std::u16string(reinterpret_cast<const char16_t*>(text.findData.cFileName)), u"a.txt");
     EXPECT_NE(seen[".hidden"].findData.dwFileAttributes & FILE_ATTRIBUTE_HIDDEN, 0u);
     EXPECT_NE(seen["locked.txt"].findData.dwFileAttributes & FILE_ATTRIBUTE_READONLY, 0u);
     EXPECT_NE(seen["sub"].findData.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY, 0u);
