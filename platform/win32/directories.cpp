@@ -1,7 +1,8 @@
 // platform/win32/directories.cpp — directory searches over FindFirstFileExW, and removal below a search.
-// Each search holds its directory open without delete sharing, so that while it is walked the directory
-// can be neither renamed nor replaced by a link; a directory below it is entered only after its open handle
-// shows a plain directory, never a reparse point (a link or a junction), so a walk cannot leave its tree.
+// A directory below a search is entered only after its own open handle shows a plain directory, never a
+// reparse point (a symbolic link or a junction), so a walk does not follow a link out of its tree; the
+// handle is held while the search lives. It shares deletion, as a listing on any host does: another
+// process may still remove or rename a directory that is being listed, and the listing then ends.
 // Searches live in the same table of slots and generations as on every host: a stale or made-up handle is
 // refused, never followed into freed memory.
 #include "platform/directories.h"
@@ -61,8 +62,7 @@ void Describe(Search& search, const WIN32_FIND_DATAW& found, DirectoryEntry& ent
     entry.size = (uint64_t{found.nFileSizeHigh} << 32) | found.nFileSizeLow;
 }
 
-// Opens the directory `path` for listing, with delete sharing refused; with `plainOnly`, a reparse point
-// is opened as itself and refused. INVALID_HANDLE_VALUE with the last error set.
+// Opens the directory `path` for listing; with `plainOnly`, a reparse point is opened as itself and refused. INVALID_HANDLE_VALUE with the last error set.
 HANDLE OpenDirectory(const std::string& path, bool plainOnly)
 {
     const std::wstring name = win32::FileName(path);
@@ -70,7 +70,8 @@ HANDLE OpenDirectory(const std::string& path, bool plainOnly)
         return INVALID_HANDLE_VALUE;
     const DWORD flags = FILE_FLAG_BACKUP_SEMANTICS | (plainOnly ? FILE_FLAG_OPEN_REPARSE_POINT : 0);
     HANDLE directory = ::CreateFileW(name.c_str(), FILE_LIST_DIRECTORY | FILE_READ_ATTRIBUTES,
-                                     FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, flags, nullptr);
+                                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                     flags, nullptr);
     if (directory == INVALID_HANDLE_VALUE) {
         if (::GetLastError() == ERROR_FILE_NOT_FOUND || ::GetLastError() == ERROR_DIRECTORY)
             SetLastError(kErrorPathNotFound);

@@ -103,7 +103,7 @@ TEST(COsDirectoryGetAbsolutePath, RelativeNamesNeedNoFacadeSoItsEndInAnotherThre
     // The facade is made and ended over and over while names are made absolute; a name that went through
     // the facade would read its directory from an object another thread is freeing.
     const std::string expected = COsSystem::GetVeltraneLibDir() + "data/x.txt";
-    ASSERT_EQ(expected.front(), '/');
+    ASSERT_TRUE(expected.front() == '/' || (veltrane_test::kWindowsHost && expected[1] == ':')) << expected;
     std::atomic<bool> done{false};
     std::thread facadeOwner([&done] {
         for (int round = 0; round < 300 && !done; ++round) {

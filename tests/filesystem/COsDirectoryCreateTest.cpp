@@ -38,7 +38,7 @@ TEST(COsDirectoryCreateDirectoryA, MakesEveryMissingLevelAndTakesWhatExistsAsSuc
         SCOPED_TRACE(row.path);
         EXPECT_EQ(COsDirectory::CreateDirectoryA(row.path), row.result);
         if (!row.mustBeDirectory.empty()) {
-            EXPECT_TRUE(fs::is_directory(dir.path() / row.mustBeDirectory));
+            EXPECT_TRUE(fs::is_directory(veltrane_test::HostPath(dir / row.mustBeDirectory)));
         }
     }
     EXPECT_EQ(veltrane_test::FileBytes(dir / "plain.txt"), "keep");

@@ -22,6 +22,7 @@
 
 #include <Veltrane.h>
 
+#include "tests/support/HostSystem.h"
 #include "tests/support/ProcessCounts.h"
 #include "tests/support/TempDir.h"
 #include "tests/time/TimeTestSupport.h"
@@ -86,7 +87,7 @@ TEST(COsDirectoryFind, HandsOutEveryEntryOnceWithoutTheDotsAndDescribesIt)
     _S_FileData record{};
     {
         veltrane_test::TimeZoneScope zone("UTC0");
-        for (bool found = COsDirectory::FindFirstFileA(dir.path().string(), record); found;
+        for (bool found = COsDirectory::FindFirstFileA(dir.name(), record); found;
              found = COsDirectory::FindNextFileA(record)) {
             EXPECT_EQ(seen.count(record.szFileName), 0u) << record.szFileName;
             seen[record.szFileName] = record;
@@ -96,7 +97,7 @@ TEST(COsDirectoryFind, HandsOutEveryEntryOnceWithoutTheDotsAndDescribesIt)
 
     ASSERT_EQ(seen.size(), 4u);
     for (const auto& [name, entry] : seen) {
-        EXPECT_EQ(std::string(entry.szDirectory), dir.path().string());
+        EXPECT_EQ(std::string(entry.szDirectory), dir.name());
         EXPECT_EQ(std::string(entry.szFullPath), dir / name);
         EXPECT_EQ(entry.bDirectory, name == "sub" ? 1 : 0) << name;
     }
@@ -104,7 +105,8 @@ TEST(COsDirectoryFind, HandsOutEveryEntryOnceWithoutTheDotsAndDescribesIt)
     EXPECT_EQ(Text(text.stWriteTime), "2021-06-15 12:34:56.789 w2");
     EXPECT_EQ(Text(text.stAccessTime), "2020-01-02 03:04:05.006 w4");
     EXPECT_EQ(text.findData.nFileSizeLow, 5u);
-    EXPECT_EQ(text.findData.dwFileAttributes, FILE_ATTRIBUTE_NORMAL);
+    // Windows marks a file it made as one to archive (0x20); Linux keeps no such bit.
+    EXPECT_EQ(text.findData.dwFileAttributes, veltrane_test::kWindowsHost ? 0x20u : FILE_ATTRIBUTE_NORMAL);
     EXPECT_EQ(std::u16string(reinterpret_cast<const char16_t*>(text.findData.cFileName)), u"a.txt");
     EXPECT_NE(seen[".hidden"].findData.dwFileAttributes & FILE_ATTRIBUTE_HIDDEN, 0u);
     EXPECT_NE(seen["locked.txt"].findData.dwFileAttributes & FILE_ATTRIBUTE_READONLY, 0u);
@@ -126,9 +128,14 @@ TEST(COsDirectoryFind, HandsOutEveryEntryOnceWithoutTheDotsAndDescribesIt)
 TEST(COsDirectoryFind, WildcardsOfTheLastSegmentMatchCharactersInExactCase)
 {
     TempDir dir;
-    const std::vector<std::string> names = {"a.txt", "A.TXT", "ab.txt", "b.txt.bak", "noext", ".hidden",
-                                            "\xC3\xA9.txt",                 // é.txt: one character, two bytes
-                                            "\xE6\x97\xA5\xE5\xBF\x97.txt"};  // 日志.txt: two characters
+    std::vector<std::string> names = {"a.txt", "ab.txt", "b.txt.bak", "noext", ".hidden",
+                                      "\xC3\xA9.txt",                 // é.txt: one character, two bytes
+                                      "\xE6\x97\xA5\xE5\xBF\x97.txt"};  // 日志.txt: two characters
+    // Windows matches and names files without regard to case, so there "A.TXT" is "a.txt" and "*.TXT"
+    // finds what "*.txt" finds; Linux keeps both files and matches in exact case.
+    const bool exactCase = !veltrane_test::kWindowsHost;
+    if (exactCase)
+        names.push_back("A.TXT");
     for (const std::string& name : names)
         WriteBytes(dir / name, "");
     const std::string e = "\xC3\xA9.txt";
@@ -140,7 +147,7 @@ TEST(COsDirectoryFind, WildcardsOfTheLastSegmentMatchCharactersInExactCase)
     };
     std::vector<Row> rows = {
         {"*.txt", {"a.txt", "ab.txt", e, rizhi}},
-        {"*.TXT", {"A.TXT"}},
+        {"*.TXT", exactCase ? std::vector<std::string>{"A.TXT"} : std::vector<std::string>{"a.txt", "ab.txt", e, rizhi}},
         {"?.txt", {"a.txt", e}},
         {"??.txt", {"ab.txt", rizhi}},
         {"???.txt", {}},
@@ -151,14 +158,15 @@ TEST(COsDirectoryFind, WildcardsOfTheLastSegmentMatchCharactersInExactCase)
         {"*.bak", {"b.txt.bak"}},
         {".*", {".hidden"}},
         {"noext", {"noext"}},
-        {"NOEXT", {}},
-        {"*?", names},
+        {"NOEXT", exactCase ? std::vector<std::string>{} : std::vector<std::string>{"noext"}},
         {"*.*", names},  // every name, also those without a dot, as on Windows
         {"*", names},
     };
+    if (!veltrane_test::UnderWine())
+        rows.push_back({"*?", names});  // Wine's own matching finds nothing for "*?", where Windows finds every name
     for (Row& row : rows) {
         std::sort(row.expected.begin(), row.expected.end());
-        EXPECT_EQ(Walk(dir.path().string(), row.filter), row.expected) << row.filter;
+        EXPECT_EQ(Walk(dir.name(), row.filter), row.expected) << row.filter;
     }
 }
 
@@ -190,7 +198,7 @@ TEST(COsDirectoryFind, FindsNothingWithAnOpenSearchOrWithout)
     _S_FileData refused{};
     refused.hFind = INVALID_HANDLE_VALUE;
     EXPECT_FALSE(COsDirectory::FindFirstFileA(dir / "bad\xFF", refused));
-    EXPECT_FALSE(COsDirectory::FindFirstFileA(dir.path().string(), std::string("a\0b", 3), refused));
+    EXPECT_FALSE(COsDirectory::FindFirstFileA(dir.name(), std::string("a\0b", 3), refused));
     EXPECT_EQ(refused.hFind, INVALID_HANDLE_VALUE);
 }
 
@@ -202,7 +210,7 @@ TEST(COsDirectoryFind, AClosedStaleOrMadeUpHandleIsRefusedNotFollowed)
     const int descriptors = veltrane_test::OpenDescriptorCount();
 
     _S_FileData record{};
-    ASSERT_TRUE(COsDirectory::FindFirstFileA(dir.path().string(), record));
+    ASSERT_TRUE(COsDirectory::FindFirstFileA(dir.name(), record));
     const HANDLE closed = record.hFind;
     COsDirectory::FindClose(record);
     EXPECT_EQ(record.hFind, closed);  // the value stays, and stands for nothing now
@@ -212,7 +220,7 @@ TEST(COsDirectoryFind, AClosedStaleOrMadeUpHandleIsRefusedNotFollowed)
 
     // A new search does not answer to the old value, though it may reuse what stood behind it.
     _S_FileData fresh{};
-    ASSERT_TRUE(COsDirectory::FindFirstFileA(dir.path().string(), fresh));
+    ASSERT_TRUE(COsDirectory::FindFirstFileA(dir.name(), fresh));
     EXPECT_NE(fresh.hFind, closed);
     EXPECT_FALSE(COsDirectory::FindNextFileA(record));
     COsDirectory::FindClose(record);
@@ -266,7 +274,7 @@ TEST(COsDirectoryFind, TextsLongerThanTheRecordAreCutWithATerminator)
 {
     TempDir dir;
     // Five levels of 200 bytes: a directory of more than 1024 bytes, which only the record cannot hold.
-    std::string deep = dir.path().string();
+    std::string deep = dir.name();
     for (int level = 0; level < 5; ++level)
         deep += "/" + std::string(200, static_cast<char>('a' + level));
     fs::create_directories(deep);
@@ -283,15 +291,17 @@ TEST(COsDirectoryFind, TextsLongerThanTheRecordAreCutWithATerminator)
 
     // The same name below a short directory fits whole.
     WriteBytes(dir / name, "");
-    EXPECT_EQ(Walk(dir.path().string(), "n*"), std::vector<std::string>{name});
+    EXPECT_EQ(Walk(dir.name(), "n*"), std::vector<std::string>{name});
 }
 
 TEST(COsDirectoryFind, ANameThatIsNotUtf8IsHandedOutWithReplacementCharacters)
 {
+    if (veltrane_test::kWindowsHost)
+        GTEST_SKIP() << "Windows names are UTF-16: no name of bytes that are not UTF-8 can be made there";
     TempDir dir;
     WriteBytes(dir / "bad\xFF.txt", "");
-    EXPECT_EQ(Walk(dir.path().string(), "*"), std::vector<std::string>{"bad\xEF\xBF\xBD.txt"});
-    EXPECT_EQ(Walk(dir.path().string(), "bad?.txt"), std::vector<std::string>{"bad\xEF\xBF\xBD.txt"});
+    EXPECT_EQ(Walk(dir.name(), "*"), std::vector<std::string>{"bad\xEF\xBF\xBD.txt"});
+    EXPECT_EQ(Walk(dir.name(), "bad?.txt"), std::vector<std::string>{"bad\xEF\xBF\xBD.txt"});
 }
 
 TEST(COsDirectoryFind, AWalkOverADirectoryThatGrowsOrVanishesEnds)
@@ -304,7 +314,7 @@ TEST(COsDirectoryFind, AWalkOverADirectoryThatGrowsOrVanishesEnds)
     // Grows: every entry that was there is found once, none twice, and the walk ends.
     std::map<std::string, int> seen;
     _S_FileData record{};
-    bool found = COsDirectory::FindFirstFileA(dir.path().string(), record);
+    bool found = COsDirectory::FindFirstFileA(dir.name(), record);
     for (int i = 0; i < kFiles; ++i)
         WriteBytes(dir / ("new-" + std::to_string(i)), "");
     for (int steps = 0; found && steps < 4 * kFiles; ++steps) {
@@ -322,8 +332,17 @@ TEST(COsDirectoryFind, AWalkOverADirectoryThatGrowsOrVanishesEnds)
 
     // Vanishes part-way: the walk ends without an entry that is gone by the time it is looked at.
     _S_FileData vanishing{};
-    ASSERT_TRUE(COsDirectory::FindFirstFileA(dir.path().string(), vanishing));
-    fs::remove_all(dir.path());
+    ASSERT_TRUE(COsDirectory::FindFirstFileA(dir.name(), vanishing));
+    if (veltrane_test::kWindowsHost) {
+        // Windows keeps a directory that a search holds open: there its entries vanish instead.
+        std::vector<fs::path> entries;
+        for (const auto& entry : fs::directory_iterator(dir.path()))
+            entries.push_back(entry.path());
+        for (const fs::path& entry : entries)
+            fs::remove(entry);
+    } else {
+        fs::remove_all(dir.path());
+    }
     int after = 0;
     while (COsDirectory::FindNextFileA(vanishing) && after < 4 * kFiles)
         ++after;
@@ -334,6 +353,8 @@ TEST(COsDirectoryFind, AWalkOverADirectoryThatGrowsOrVanishesEnds)
 
 TEST(COsDirectoryFind, SymbolicLinksAreDescribedAsThemselvesSoLoopsEnd)
 {
+    if (veltrane_test::UnderWine())
+        GTEST_SKIP() << "Wine 8 makes no symbolic links (CreateSymbolicLinkW is not implemented)";
     TempDir dir;
     fs::create_directory(dir / "real");
     fs::create_directory_symlink(dir.path(), dir / "real/up");  // a loop back to the top
@@ -341,7 +362,7 @@ TEST(COsDirectoryFind, SymbolicLinksAreDescribedAsThemselvesSoLoopsEnd)
     WriteBytes(dir / "real/f", "");
 
     // A walk that enters every directory it is shown would never end if links counted as directories.
-    std::vector<std::string> pending = {dir.path().string()};
+    std::vector<std::string> pending = {dir.name()};
     std::vector<std::string> files;
     while (!pending.empty() && files.size() < 100) {
         const std::string directory = pending.back();

@@ -6,6 +6,7 @@
 
 #include <Veltrane.h>
 
+#include "tests/support/HostSystem.h"
 #include "tests/support/TempDir.h"
 
 using veltrane_test::TempDir;
@@ -123,9 +124,11 @@ TEST(COsFileGetFileContent, LongTextsDecodeLikeTheConversionsAndFailuresEmptyThe
     }
     std::filesystem::resize_file(dir.path() / "sparse", (1ull << 31));  // one byte over the limit
     EXPECT_EQ(COsFile::GetFileContent(dir / "sparse", TextFormatUTF8, nullptr, out), OS_ERR_OUT_OF_RANGE);
-    // A code page that this host cannot convert: the read succeeded, the text stays empty.
+    // A code page that the host cannot convert: the read succeeded, the text stays empty. Linux has no
+    // table for DOS-720; Windows has its own, and converts.
     WriteBytes(dir / "ansi", "abc");
     out = "stale";
     EXPECT_EQ(COsFile::GetFileContent(dir / "ansi", TextFormatAnsi, "DOS-720", out), 0);
-    EXPECT_EQ(out, "");
+    const bool hostHasPage = veltrane_test::kWindowsHost && !veltrane_test::SystemLacksCodePage(720);
+    EXPECT_EQ(out, hostHasPage ? "abc" : "");
 }

@@ -13,6 +13,7 @@
 
 #include <Veltrane.h>
 
+#include "tests/support/HostSystem.h"
 #include "tests/support/ProcessCounts.h"
 #include "tests/support/TempDir.h"
 
@@ -211,6 +212,8 @@ TEST(COsFileReadByStream, AReadThatReachesTheEndGivesNothing)
 
 TEST(COsFileReadByStream, AStreamOpenedForWritingOnlyReportsAReadError)
 {
+    if (veltrane_test::UnderWine())
+        GTEST_SKIP() << "Wine's C runtime reads an empty write-only stream as at its end, not as an error";
     TempDir dir;
     FILE* stream = COsFile::Open(dir / "w.bin", "wb");
     ASSERT_NE(stream, nullptr);
@@ -379,7 +382,10 @@ TEST(COsFileCopy, ALargeFileArrivesWholeWithItsPermissionsAndWriteTime)
 
     ASSERT_TRUE(COsFile::Copy(dir / "big.bin", dir / "copy.bin", false));
     EXPECT_TRUE(FileBytes(dir / "copy.bin") == data);
-    EXPECT_EQ(fs::status(dir.path() / "copy.bin").permissions(), fs::perms::owner_read | fs::perms::group_read);
+    // Windows keeps one read-only bit where Linux keeps a mode: the copy is read-only for everyone there.
+    const fs::perms kept = veltrane_test::kWindowsHost ? fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read
+                                                       : fs::perms::owner_read | fs::perms::group_read;
+    EXPECT_EQ(fs::status(dir.path() / "copy.bin").permissions(), kept);
     EXPECT_EQ(fs::last_write_time(dir.path() / "copy.bin"), writeTime);
 }
 
@@ -410,11 +416,12 @@ TEST(COsFileAttributes, TheLibraryBitsMapToTheHostAndBack)
     EXPECT_FALSE(COsFile::GetAttributes(dir / "missing", untouched));
     EXPECT_EQ(untouched, 0xEE);
 
-    // Read-only is set and cleared; hidden and system cannot be set here, and are ignored.
+    // Read-only is set and cleared. Linux cannot set hidden and system, and ignores them; Windows keeps
+    // both as the file's own bits (and Wine calls a dot file hidden, as Linux does).
     unsigned char attributes = 0;
     EXPECT_TRUE(COsFile::SetAttributes(dir / ".hidden", 0x04 | 0x08));
     EXPECT_TRUE(COsFile::GetAttributes(dir / ".hidden", attributes));
-    EXPECT_EQ(attributes, 0x06);
+    EXPECT_EQ(attributes, veltrane_test::kWindowsHost ? 0x0E : 0x06);
     EXPECT_EQ(fs::status(dir.path() / ".hidden").permissions() &
                   (fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write),
               fs::perms::none);
@@ -423,7 +430,10 @@ TEST(COsFileAttributes, TheLibraryBitsMapToTheHostAndBack)
     EXPECT_EQ(attributes, 0x02);
     EXPECT_TRUE(COsFile::SetAttributes(dir / "folder", 0x01 | 0x04));
     EXPECT_TRUE(COsFile::GetAttributes(dir / "folder", attributes));
-    EXPECT_EQ(attributes, 0x05);
+    if (veltrane_test::UnderWine())
+        EXPECT_EQ(attributes & 0x01, 0x01) << "Wine keeps no read-only bit on a directory";
+    else
+        EXPECT_EQ(attributes, 0x05);
     EXPECT_TRUE(COsFile::SetAttributes(dir / "folder", 0x01));
     EXPECT_FALSE(COsFile::SetAttributes(dir / "missing", 0));
 }

@@ -35,7 +35,9 @@ public:
     const std::filesystem::path& path() const { return m_path; }
     // The absolute UTF-8 name of `relative` inside the directory.
     // The bytes of `relative` are joined as they stand, so a test can name what no path object would hold.
-    std::string operator/(const std::string& relative) const { return m_path.u8string() + "/" + relative; }
+    std::string operator/(const std::string& relative) const { return name() + "/" + relative; }
+    // The directory's absolute UTF-8 name in the library's normal form ("/" between the levels).
+    std::string name() const { return m_path.generic_u8string(); }
 
 private:
     std::filesystem::path m_path;
