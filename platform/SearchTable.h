@@ -20,6 +20,22 @@ template <typename Search>
 class SearchTable
 {
 public:
+    // The process's one table, never destroyed: a search may still be ended while the statics go away.
+    static SearchTable& Instance()
+    {
+        static SearchTable* table = new SearchTable;
+        return *table;
+    }
+
+    // The search a handle names; null, with the last error kErrorInvalidHandle, for one that names none.
+    Search* FindOpen(HANDLE handle)
+    {
+        Search* search = Find(handle);
+        if (search == nullptr)
+            SetLastError(kErrorInvalidHandle);
+        return search;
+    }
+
     HANDLE Add(std::unique_ptr<Search> search)
     {
         std::lock_guard<std::mutex> hold(m_lock);

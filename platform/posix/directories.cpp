@@ -46,19 +46,14 @@ struct Search {
     alignas(8) char buffer[kListingBytes];
 };
 
-// Never destroyed: a search may still be ended while the process's statics go away.
 SearchTable<Search>& Searches()
 {
-    static SearchTable<Search>* table = new SearchTable<Search>;
-    return *table;
+    return SearchTable<Search>::Instance();
 }
 
 Search* FindSearch(HANDLE handle)
 {
-    Search* search = Searches().Find(handle);
-    if (search == nullptr)
-        SetLastError(kErrorInvalidHandle);
-    return search;
+    return Searches().FindOpen(handle);
 }
 
 // 100-ns ticks since 1601-01-01 UTC; times before 1601 read as 1601, times beyond the ticks' range as the

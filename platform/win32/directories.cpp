@@ -32,19 +32,14 @@ struct Search {
     std::string name;                         // the UTF-8 name of the entry handed out last
 };
 
-// Never destroyed: a search may still be ended while the process's statics go away.
 SearchTable<Search>& Searches()
 {
-    static SearchTable<Search>* table = new SearchTable<Search>;
-    return *table;
+    return SearchTable<Search>::Instance();
 }
 
 Search* FindSearch(HANDLE handle)
 {
-    Search* search = Searches().Find(handle);
-    if (search == nullptr)
-        SetLastError(kErrorInvalidHandle);
-    return search;
+    return Searches().FindOpen(handle);
 }
 
 // A link is described as a link, never as a directory, whatever it points at.
@@ -109,15 +104,24 @@ HANDLE Begin(HANDLE directory, const std::string& path, const std::string& segme
     return Searches().Add(std::move(search));
 }
 
-// The entry `name` of the search's directory, as the system names it.
-std::wstring EntryName(const Search& search, const std::string& name)
-{
-    return win32::FileName(search.path + "\\" + name);
-}
-
 bool Gone(DWORD error)
 {
     return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
+}
+
+// The system's name of the entry `name` of the search's directory and its attributes
+// (INVALID_FILE_ATTRIBUTES, with the last error, when it cannot be looked at). False when the handle names
+// no search or the name cannot be given to the system.
+bool LookAtEntry(HANDLE handle, const std::string& name, std::wstring& entryName, DWORD& attributes)
+{
+    Search* search = FindSearch(handle);
+    if (search == nullptr)
+        return false;
+    entryName = win32::FileName(search->path + "\\" + name);
+    if (entryName.empty())
+        return false;
+    attributes = ::GetFileAttributesW(entryName.c_str());
+    return true;
 }
 
 }  // namespace
@@ -171,13 +175,10 @@ void EndSearch(HANDLE handle)
 
 bool RemoveFileBelow(HANDLE handle, const std::string& name)
 {
-    Search* search = FindSearch(handle);
-    if (search == nullptr)
+    std::wstring entryName;
+    DWORD attributes;
+    if (!LookAtEntry(handle, name, entryName, attributes))
         return false;
-    const std::wstring entryName = EntryName(*search, name);
-    if (entryName.empty())
-        return false;
-    const DWORD attributes = ::GetFileAttributesW(entryName.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES)
         return Gone(::GetLastError());  // gone already: the caller's aim, its absence, holds
     const bool isDirectory = (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
@@ -193,13 +194,10 @@ bool RemoveFileBelow(HANDLE handle, const std::string& name)
 
 bool RemoveDirectoryBelow(HANDLE handle, const std::string& name)
 {
-    Search* search = FindSearch(handle);
-    if (search == nullptr)
+    std::wstring entryName;
+    DWORD attributes;
+    if (!LookAtEntry(handle, name, entryName, attributes))
         return false;
-    const std::wstring entryName = EntryName(*search, name);
-    if (entryName.empty())
-        return false;
-    const DWORD attributes = ::GetFileAttributesW(entryName.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES)
         return Gone(::GetLastError());
     if ((attributes & FILE_ATTRIBUTE_DIRECTORY) == 0 || (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
