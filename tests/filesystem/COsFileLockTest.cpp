@@ -13,6 +13,7 @@
 
 #include <Veltrane.h>
 
+#include "tests/support/HostSystem.h"
 #include "tests/support/TempDir.h"
 
 namespace fs = std::filesystem;
@@ -21,9 +22,23 @@ using veltrane_test::TempDir;
 
 namespace {
 
+// A name as one argument of the child's command line: the shell's quotes here, cmd.exe's on Windows.
+std::string Quoted(const std::string& name)
+{
+    return veltrane_test::kWindowsHost ? "\"" + name + "\"" : "'" + name + "'";
+}
+
 FILE* StartChild(const std::string& arguments)
 {
-    return popen((std::string("exec '") + VELTRANE_FILE_CHILD_PATH + "' " + arguments).c_str(), "r");
+#ifdef _WIN32
+    // The build names the child as the build machine sees it; under Windows it stands beside this program.
+    // cmd.exe takes the outer pair of quotes for its own.
+    std::string directory;
+    COsDirectory::GetDirectory(COsSystem::GetProcessPath(), directory);
+    return popen(("\"" + Quoted(directory + "veltrane-file-writer-child.exe") + " " + arguments + "\"").c_str(), "r");
+#else
+    return popen((std::string("exec ") + Quoted(VELTRANE_FILE_CHILD_PATH) + " " + arguments).c_str(), "r");
+#endif
 }
 
 bool WaitFor(const std::string& path, std::chrono::milliseconds limit)
@@ -47,7 +62,7 @@ TEST(COsFileLock, EightProcessesAppendingLoseNoLineAndInterleaveNone)
     constexpr int kLines = 10000;
     std::vector<FILE*> children;
     for (int id = 0; id < kProcesses; ++id) {
-        FILE* child = StartChild("append '" + name + "' w" + std::to_string(id) + " " + std::to_string(kLines));
+        FILE* child = StartChild("append " + Quoted(name) + " w" + std::to_string(id) + " " + std::to_string(kLines));
         ASSERT_NE(child, nullptr);
         children.push_back(child);
     }
@@ -89,7 +104,7 @@ TEST(COsFileLock, AHolderInOneProcessMakesAnotherProcesssWriteWait)
     ASSERT_NE(other, nullptr);
     COsFile::Close(other);
 
-    FILE* child = StartChild("write '" + name + "' child '" + done + "'");
+    FILE* child = StartChild("write " + Quoted(name) + " child " + Quoted(done));
     ASSERT_NE(child, nullptr);
     EXPECT_FALSE(WaitFor(done, std::chrono::milliseconds(700))) << "the write went through a held lock";
     EXPECT_EQ(FileBytes(name), "start|");

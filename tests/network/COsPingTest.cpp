@@ -243,7 +243,9 @@ TEST_F(PingTest, AReplyMatchesByTypeIdentifierAndSenderBehindAHeaderOfAnyLength)
             << row.what << ": " << told;
         if (row.matches && numbers.size() == 2) {
             EXPECT_EQ(row.icmpLength - 8, numbers[0]) << row.what;
-            EXPECT_TRUE(numbers[1] >= 5000 && numbers[1] < 6000) << row.what << ": " << numbers[1];
+            // Windows' tick count moves in steps of the system's timer (up to 16 ms), this test's clock does not.
+            const long step = veltrane_test::kWindowsHost ? 16 : 0;
+            EXPECT_TRUE(numbers[1] >= 5000 - step && numbers[1] < 6000) << row.what << ": " << numbers[1];
         }
     }
 }
