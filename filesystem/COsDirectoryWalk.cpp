@@ -138,7 +138,8 @@ bool COsDirectory::UpdateDescriptor(_S_FileData& record)
     const size_t units = encoding::Utf16LengthWithin(NameUnits(record.findData), kNameUnits);
     const size_t bytes = encoding::Utf16ToUtf8(NameUnits(record.findData), units, name, sizeof name - 1);
     name[bytes] = '\0';
-    strcpyz(record.szFileName, sizeof record.szFileName, name);
+    static_assert(kNameBytes <= sizeof record.szFileName, "every name fits the record's field whole");
+    std::memcpy(record.szFileName, name, bytes + 1);
 
     // The full path is built whole, then cut to the field as the name is.
     char path[sizeof record.szDirectory + 1 + kNameBytes];
