@@ -1,5 +1,7 @@
 // platform/win32/calendar.cpp — wall clock from the system's precise file time, local time and zone over the
-// C runtime's 64-bit forms. _tzset runs before every conversion, so a zone changed through TZ counts at once.
+// C runtime's 64-bit forms. _tzset runs before every conversion, so a zone changed through TZ counts at once;
+// it rewrites the runtime's process-wide zone, so every conversion holds one lock, and no thread reads a
+// zone that another thread's _tzset is halfway through writing.
 // The runtime's local time covers 1970 to 3000 only; outside that range the zone's standard offset is
 // applied by the calendar arithmetic here, without daylight saving, for which the runtime knows no rule
 // there either.
@@ -9,6 +11,7 @@
 
 #include <climits>
 #include <ctime>
+#include <mutex>
 
 namespace platform {
 
@@ -17,6 +20,8 @@ namespace {
 // 100-ns ticks from 1601-01-01 to 1970-01-01.
 constexpr int64_t kEpochTicks = 116444736000000000LL;
 constexpr int64_t kSecondsPerDay = 86400;
+
+std::mutex g_zoneLock;
 
 int64_t FloorDivide(int64_t value, int64_t divisor)
 {
@@ -88,6 +93,7 @@ void ReadWallClock(int64_t& seconds, uint16_t& milliseconds)
 
 bool ToLocalFields(int64_t seconds, std::tm& fields)
 {
+    std::lock_guard<std::mutex> hold(g_zoneLock);
     _tzset();
     const __time64_t value = static_cast<__time64_t>(seconds);
     if (_localtime64_s(&fields, &value) == 0)
@@ -98,6 +104,7 @@ bool ToLocalFields(int64_t seconds, std::tm& fields)
 bool FromLocalFields(std::tm& fields, int64_t& seconds)
 {
     // _mktime64 gives -1 for a failure, and can give no valid time below 0, so -1 is a failure of its own.
+    std::lock_guard<std::mutex> hold(g_zoneLock);
     _tzset();
     std::tm attempt = fields;
     const __time64_t value = _mktime64(&attempt);
@@ -116,6 +123,7 @@ bool FromLocalFields(std::tm& fields, int64_t& seconds)
 int32_t ZoneOffsetWest()
 {
     // The runtime's _timezone: the accessor function is missing from the older runtime this build links.
+    std::lock_guard<std::mutex> hold(g_zoneLock);
     _tzset();
     return static_cast<int32_t>(_timezone);
 }
