@@ -215,6 +215,10 @@ TEST(SystemTimeConversion, FileTimesBecomeLocalUnderTheRuleOfTheirDateAndComeBac
 // apart; the third has other names, as a program's own zone would.
 TEST(SystemTimeConversion, AZoneChangedBackAndForthCountsWhoeverAppliedTheOneBefore)
 {
+#ifdef _WIN32
+    GTEST_SKIP() << "the two zones differ only in their daylight-saving rules, which the Windows C runtime "
+                    "does not read (it applies the United States' rule to both)";
+#else
     enum Who { Here, OtherThread, TextDirection, ProgramItself };
     const char* const zones[] = {"EST5EDT,M3.2.0,M11.1.0", "EST5EDT,M4.1.0,M10.5.0", "CST-8"};
     const int64_t instant = 1710954000;  // 2024-03-20 17:00 UTC: summer time under the first rule only
@@ -275,4 +279,5 @@ TEST(SystemTimeConversion, AZoneChangedBackAndForthCountsWhoeverAppliedTheOneBef
     unsetenv("TZ");
     setenv("TZ", zones[1], 1);
     EXPECT_EQ(convert(), local[1]);
+#endif
 }
