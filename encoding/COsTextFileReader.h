@@ -76,7 +76,7 @@ public:
     int ReadLine(char** line, const char* codePage, const char* unknownChar, bool* flag, bool macLineEnds) override;
 
 private:
-    COsTextFile* m_pOwner;  // the file that made this reader
+    [[maybe_unused]] COsTextFile* m_pOwner;  // the file that made this reader; no read needs it yet
     char* m_pRawLine;       // block: the line's bytes before conversion
 };
 
