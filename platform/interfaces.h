@@ -28,9 +28,10 @@ struct AdapterEntry
 
 // Every adapter of the machine with its IPv4 addresses, the adapters and each adapter's addresses in the
 // system's order. 0, or the system's error number, with `adapters` empty.
-// Host notes: POSIX reads getifaddrs: the adapters in the kernel's order of its links, the addresses in the
-// order of its address list. An address under a label of the old alias form ("eth0:1") belongs to the
-// adapter the label begins with. The kernel keeps no description of an adapter: it is the adapter's name.
+// Host notes: POSIX reads the adapters from getifaddrs, in the kernel's order of its links, and the addresses
+// from the kernel's address list, in its order; an address belongs to the link that holds it, whatever label
+// it carries ("eth0:1", or another adapter's name). The kernel keeps no description of an adapter: it is the
+// adapter's name.
 // Windows reads GetAdaptersAddresses: an adapter is named by its GUID and has the system's description.
 uint32_t ListAdapters(std::vector<AdapterEntry>* adapters);
 

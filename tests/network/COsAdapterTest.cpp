@@ -205,6 +205,18 @@ TEST(COsAdapterNamespace, SeveralAddressesOnOneAdapterAcrossAVethPair)
                                        "COsAdapterPrivateNetwork.DISABLED_SeveralAddresses*");
 }
 
+// A label is any name the administrator gives: another adapter's, or one without the alias colon.
+TEST(COsAdapterNamespace, AnAddressBelongsToItsAdapterWhateverItsLabel)
+{
+    veltrane_test::RunInPrivateNetwork("ip link add va type veth peer name vb && "
+                                       "ip link set va address aa:bb:cc:dd:ee:01 && "
+                                       "ip link set vb address aa:bb:cc:dd:ee:02 && "
+                                       "ip addr add 10.79.5.1/24 dev vb && "
+                                       "ip addr add 10.79.6.1/24 dev va label vb && "
+                                       "ip addr add 10.79.7.1/24 dev va label va-vip",
+                                       "COsAdapterPrivateNetwork.DISABLED_LabelsThatNameNoAlias");
+}
+
 TEST(COsAdapterNamespace, NoUsableAddressAndMoreThan32)
 {
     veltrane_test::RunInPrivateNetwork("true", "COsAdapterPrivateNetwork.DISABLED_NoUsableAddress*");
@@ -231,6 +243,16 @@ TEST_F(COsAdapterPrivateNetwork, DISABLED_SeveralAddressesOnOneAdapter)
     EXPECT_EQ(OS_ERR_ADAPTER_NOT_FOUND, COsAdapter::GetAdapterFromMac("AA:BB:CC:DD:EE:02", info));
     EXPECT_EQ(OS_ERR_ADAPTER_NOT_FOUND, COsAdapter::GetAdapterFromMac("aa:bb:cc:dd:ee:0", info)) << "no prefix";
     EXPECT_EQ(0, std::memcmp(&untouched, &info, sizeof(info)));
+}
+
+TEST_F(COsAdapterPrivateNetwork, DISABLED_LabelsThatNameNoAlias)
+{
+    ExpectTheKernelsList();
+    _S_Adapter_Info info{};
+    EXPECT_EQ(0, COsAdapter::GetAdapterFromMac("AA:BB:CC:DD:EE:01", info));
+    EXPECT_EQ((Row{"va", "AA:BB:CC:DD:EE:01", "10.79.6.1", "255.255.255.0"}), RowOf(info));
+    EXPECT_EQ(0, COsAdapter::GetAdapterFromMac("AA:BB:CC:DD:EE:02", info));
+    EXPECT_EQ((Row{"vb", "AA:BB:CC:DD:EE:02", "10.79.5.1", "255.255.255.0"}), RowOf(info));
 }
 
 TEST_F(COsAdapterPrivateNetwork, DISABLED_NoUsableAddress)
