@@ -63,8 +63,9 @@ int64_t StreamSize(FILE* stream);
 // the process: a second stream of the same file in the same process waits too, closing some other
 // descriptor of the file does not release it, and closing this stream does. The range may lie beyond the
 // end of the file; it holds up no read or write of data, only other takers of a lock on the same bytes.
-// False when the host refuses the lock.
-// Host notes: POSIX uses an open-file-description lock (F_OFD_SETLKW), not a classic per-process one.
+// A stream opened for reading only takes it as well as any other. False when the host refuses the lock.
+// Host notes: POSIX uses an open-file-description lock (F_OFD_SETLKW), not a classic per-process one; a
+// read-only stream, which the host grants no exclusive one, holds the shared one plus an exclusive flock.
 bool LockStreamRange(FILE* stream, uint64_t offset, uint64_t length);
 
 // Releases what LockStreamRange took on the same stream and range. False when the host refuses.

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <stdio.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -120,6 +121,42 @@ bool SetRangeLock(int descriptor, short type, uint64_t offset, uint64_t length)
     if (result != 0)
         SetLastErrorFromErrno(errno);
     return result == 0;
+}
+
+// Takes the exclusive range lock through `descriptor`. The host grants an exclusive fcntl lock only to a
+// descriptor open for writing, while the lock belongs to any open file, as a stream opened for reading only
+// may hold it too. Such a holder takes the shared lock on the range, which holds off every writable
+// holder, and an exclusive flock on its open file description, which holds off the other read-only
+// holders. Writable holders never take the flock, so no two takers ever wait for each other in a cycle.
+bool LockDescriptorRange(int descriptor, uint64_t offset, uint64_t length)
+{
+    const int access = ::fcntl(descriptor, F_GETFL);
+    if (access < 0) {
+        SetLastErrorFromErrno(errno);
+        return false;
+    }
+    if ((access & O_ACCMODE) != O_RDONLY)
+        return SetRangeLock(descriptor, F_WRLCK, offset, length);
+    int result;
+    do {
+        result = ::flock(descriptor, LOCK_EX);
+    } while (result != 0 && errno == EINTR);
+    if (result != 0) {
+        SetLastErrorFromErrno(errno);
+        return false;
+    }
+    if (SetRangeLock(descriptor, F_RDLCK, offset, length))
+        return true;
+    ::flock(descriptor, LOCK_UN);
+    return false;
+}
+
+// Releases what LockDescriptorRange took, whichever of its two forms that was.
+bool UnlockDescriptorRange(int descriptor, uint64_t offset, uint64_t length)
+{
+    const bool released = SetRangeLock(descriptor, F_UNLCK, offset, length);
+    ::flock(descriptor, LOCK_UN);
+    return released;
 }
 
 // One request of the system carries less than 1 GiB: some kernels take no more at once.
@@ -251,7 +288,7 @@ size_t File::Write(const char* data, size_t count, bool& failed)
 
 bool File::LockRange(uint64_t offset, uint64_t length)
 {
-    return SetRangeLock(static_cast<int>(m_nHandle), F_WRLCK, offset, length);
+    return LockDescriptorRange(static_cast<int>(m_nHandle), offset, length);
 }
 
 FILE* OpenStream(const std::string& path, const std::string& mode)
@@ -283,12 +320,12 @@ int64_t StreamSize(FILE* stream)
 
 bool LockStreamRange(FILE* stream, uint64_t offset, uint64_t length)
 {
-    return SetRangeLock(::fileno(stream), F_WRLCK, offset, length);
+    return LockDescriptorRange(::fileno(stream), offset, length);
 }
 
 bool UnlockStreamRange(FILE* stream, uint64_t offset, uint64_t length)
 {
-    return SetRangeLock(::fileno(stream), F_UNLCK, offset, length);
+    return UnlockDescriptorRange(::fileno(stream), offset, length);
 }
 
 bool RemoveFile(const std::string& path)

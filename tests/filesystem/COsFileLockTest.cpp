@@ -149,3 +149,43 @@ TEST(COsFileLock, TwoStreamsOfOneProcessExcludeEachOtherAndClosingReleases)
     locker.LockFile(nullptr);  // ignored
     locker.UnLockFile(nullptr);
 }
+
+TEST(COsFileLock, AStreamOpenedForReadingOnlyHoldsTheLockAgainstWritersAndOtherReaders)
+{
+    TempDir dir;
+    const std::string name = dir / "snapshot.log";
+    size_t written = 0;
+    ASSERT_EQ(COsFile::Write(name, "wb", "first|", 6, written), 0);
+    FILE* held = COsFile::Open(name, "rb");
+    FILE* other = COsFile::Open(name, "rb");
+    ASSERT_NE(held, nullptr);
+    ASSERT_NE(other, nullptr);
+    COsFileLocker locker;
+    locker.LockFile(held);
+
+    std::atomic<int> status{1};
+    std::atomic<bool> otherLocked{false};
+    std::thread writer([&] {
+        size_t count = 0;
+        status = COsFile::Write(name, "a+", "late", 4, count);
+    });
+    std::thread reader([&] {
+        COsFileLocker second;
+        second.LockFile(other);
+        otherLocked = true;
+        second.UnLockFile(other);
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_EQ(status.load(), 1) << "a writer went past a holder whose stream reads only";
+    EXPECT_FALSE(otherLocked.load()) << "two read-only streams held the lock at once";
+    EXPECT_EQ(FileBytes(name), "first|");
+
+    locker.UnLockFile(held);
+    writer.join();
+    reader.join();
+    EXPECT_EQ(status.load(), 0);
+    EXPECT_TRUE(otherLocked.load());
+    EXPECT_EQ(FileBytes(name), "first|late");
+    COsFile::Close(other);
+    COsFile::Close(held);
+}
