@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <climits>
+#include <cstdlib>
 #include <memory>
 
 #include "core/WindowsTypes.h"
@@ -233,6 +234,39 @@ bool CopyData(int from, int to)
     }
 }
 
+// Copies `from` into a new file in the directory of `target` (the file it names, through links), gives it
+// the source's permissions and times and the target's owner where the host lets it, and renames it over
+// the target in one step. 1 when done; 0 when it failed, the target untouched and the new file gone; -1
+// when no file could be made beside the target, nothing done.
+int ReplaceByCopy(int from, const std::string& target, const struct stat& source, const struct stat& existing)
+{
+    std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(target.c_str(), nullptr), &std::free);
+    if (!resolved)
+        return -1;
+    std::string temporary(resolved.get());
+    temporary.erase(temporary.rfind('/') + 1);
+    temporary += ".copy-XXXXXX";
+    Descriptor fresh(::mkostemp(&temporary[0], O_CLOEXEC));
+    if (fresh.get() < 0)
+        return -1;
+    if (::fchown(fresh.get(), existing.st_uid, existing.st_gid) != 0) {
+        // Another owner can only be given by a privileged process; the copy is then the caller's.
+    }
+    const struct timespec times[2] = {source.st_atim, source.st_mtim};
+    bool done = CopyData(from, fresh.get());  // sets the last error when it fails
+    if (done && (::futimens(fresh.get(), times) != 0 || ::fchmod(fresh.get(), source.st_mode & 07777) != 0 ||
+                 ::rename(temporary.c_str(), resolved.get()) != 0)) {
+        SetLastErrorFromErrno(errno);
+        done = false;
+    }
+    if (done)
+        return 1;
+    const uint32_t error = GetLastError();
+    ::unlink(temporary.c_str());
+    SetLastError(error);
+    return 0;
+}
+
 }  // namespace
 
 File::~File()
@@ -385,6 +419,14 @@ bool CopyRegularFile(const std::string& source, const std::string& target, bool 
         (targetStatus.st_dev == sourceStatus.st_dev && targetStatus.st_ino == sourceStatus.st_ino)) {
         SetLastError(kErrorAccessDenied);
         return false;
+    }
+    if (!created && targetStatus.st_nlink == 1) {
+        // The copy goes to a new file beside the target, which takes the target's place only once it is
+        // whole: a copy that fails half way leaves the target as it was. In place only where no file can
+        // be made there, or where the target has other names that must keep seeing its contents.
+        int replaced = ReplaceByCopy(from.get(), target, sourceStatus, targetStatus);
+        if (replaced >= 0)
+            return replaced == 1;
     }
     bool copied = ::ftruncate(to.get(), 0) == 0 && CopyData(from.get(), to.get());
     if (copied) {

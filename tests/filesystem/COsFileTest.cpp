@@ -13,6 +13,13 @@
 
 #include <Veltrane.h>
 
+#ifndef _WIN32
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
 #include "tests/support/HostSystem.h"
 #include "tests/support/ProcessCounts.h"
 #include "tests/support/TempDir.h"
@@ -388,6 +395,51 @@ TEST(COsFileCopy, ALargeFileArrivesWholeWithItsPermissionsAndWriteTime)
     EXPECT_EQ(fs::status(dir.path() / "copy.bin").permissions(), kept);
     EXPECT_EQ(fs::last_write_time(dir.path() / "copy.bin"), writeTime);
 }
+
+#ifndef _WIN32
+// Copies in a child process whose files may not grow past 4 KiB, so that a copy of 1 MiB fails half way
+// as on a full disk; gives whether the copy succeeded there.
+bool CopyUnderSizeLimit(const std::string& source, const std::string& target)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{4096, 4096};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        _exit(COsFile::Copy(source, target, true) ? 0 : 1);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+TEST(COsFileCopy, ACopyThatFailsHalfWayLeavesAnOverwrittenTargetAsItWas)
+{
+    TempDir dir;
+    const std::string data(1 << 20, 'S');
+    WriteBytes(dir / "source.bin", data);
+    WriteBytes(dir / "target.bin", "precious");
+    WriteBytes(dir / "linked.bin", "linked");
+    fs::create_symlink(dir.path() / "linked.bin", dir.path() / "link.bin");
+
+    EXPECT_FALSE(CopyUnderSizeLimit(dir / "source.bin", dir / "target.bin"));
+    EXPECT_EQ(FileBytes(dir / "target.bin"), "precious");
+    EXPECT_FALSE(CopyUnderSizeLimit(dir / "source.bin", dir / "link.bin"));
+    EXPECT_EQ(FileBytes(dir / "linked.bin"), "linked");
+    EXPECT_FALSE(CopyUnderSizeLimit(dir / "source.bin", dir / "fresh.bin"));
+    EXPECT_FALSE(fs::exists(dir.path() / "fresh.bin"));
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 4)
+        << "a failed copy left a file behind";
+
+    // Without the limit the same copies arrive, through the link into the file it names.
+    EXPECT_TRUE(COsFile::Copy(dir / "source.bin", dir / "target.bin", true));
+    EXPECT_TRUE(FileBytes(dir / "target.bin") == data);
+    EXPECT_TRUE(COsFile::Copy(dir / "source.bin", dir / "link.bin", true));
+    EXPECT_TRUE(fs::is_symlink(dir.path() / "link.bin"));
+    EXPECT_TRUE(FileBytes(dir / "linked.bin") == data);
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 4);
+}
+#endif
 
 TEST(COsFileAttributes, TheLibraryBitsMapToTheHostAndBack)
 {
