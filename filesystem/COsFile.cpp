@@ -237,7 +237,8 @@ int COsFile::Write(FILE* stream, const char* data, size_t count, size_t& written
         written = 0;
         return OS_ERR_NULL_ARGUMENT;
     }
-    written = std::fwrite(data, 1, count, stream);
+    // No bytes are no request: the C library takes no null data, not even for none.
+    written = count == 0 ? 0 : std::fwrite(data, 1, count, stream);
     if (std::ferror(stream))
         return OS_ERR_WRITE;
     std::fflush(stream);
@@ -246,7 +247,7 @@ int COsFile::Write(FILE* stream, const char* data, size_t count, size_t& written
 
 int COsFile::Read(FILE* stream, size_t count, char** buffer, size_t& got)
 {
-    if (stream == nullptr) {
+    if (stream == nullptr || buffer == nullptr) {
         got = 0;
         return OS_ERR_NULL_ARGUMENT;
     }
@@ -276,6 +277,8 @@ int COsFile::Read(FILE* stream, size_t count, char** buffer, size_t& got)
 int COsFile::Read(const std::string& name, const std::string& mode, char** buffer, size_t& got)
 {
     got = 0;
+    if (buffer == nullptr)
+        return OS_ERR_NULL_ARGUMENT;
     platform::File file;
     uint64_t size = 0;
     const int status = OpenWholeFile(name, mode, file, size);

@@ -25,16 +25,16 @@ public:
 
     // Reads up to `count` bytes into a new buffer (count + 1 bytes, zero-terminated; the caller releases it
     // with delete[]; a buffer passed in is released first). A read that reaches the end of the file gives
-    // nothing: buffer null, got 0, result 0, the stream at its end. OS_ERR_NULL_ARGUMENT for a null stream,
-    // OS_ERR_READ when reading failed.
+    // nothing: buffer null, got 0, result 0, the stream at its end. OS_ERR_NULL_ARGUMENT for a null stream
+    // or a null buffer pointer, OS_ERR_READ when reading failed.
     static int Read(FILE* stream, size_t count, char** buffer, size_t& got);
     // Writes and flushes. OS_ERR_NULL_ARGUMENT for a null stream, OS_ERR_WRITE when the stream reports an
     // error after writing; `written` is what was written.
     static int Write(FILE* stream, const char* data, size_t count, size_t& written);
 
     // The whole file in a new zero-terminated buffer, as the stream form describes; an empty file gives 0
-    // with got 0 and leaves the buffer as it came. OS_ERR_OPEN, OS_ERR_READ, or OS_ERR_OUT_OF_RANGE for a
-    // file of more than 0x7FFFFFFF bytes.
+    // with got 0 and leaves the buffer as it came. OS_ERR_NULL_ARGUMENT for a null buffer pointer,
+    // OS_ERR_OPEN, OS_ERR_READ, or OS_ERR_OUT_OF_RANGE for a file of more than 0x7FFFFFFF bytes.
     static int Read(const std::string& name, const std::string& mode, char** buffer, size_t& got);
     // Makes the file's missing directories, opens it with `mode`, and writes under the file's range lock,
     // which other writers through this library or COsFileLocker wait for, across processes too. Null data

@@ -217,6 +217,27 @@ TEST(COsFileReadByStream, AReadThatReachesTheEndGivesNothing)
     EXPECT_EQ(written, 0u);
 }
 
+TEST(COsFileNullArguments, ANullBufferPointerOrNullDataOfNoBytesIsNoFault)
+{
+    TempDir dir;
+    WriteBytes(dir / "f.bin", "0123456789");
+    FILE* stream = COsFile::Open(dir / "f.bin", "rb+");
+    ASSERT_NE(stream, nullptr);
+    size_t got = 7;
+    EXPECT_EQ(COsFile::Read(stream, 4, nullptr, got), OS_ERR_NULL_ARGUMENT);
+    EXPECT_EQ(got, 0u);
+    EXPECT_EQ(std::ftell(stream), 0);  // nothing was read into nowhere
+    got = 7;
+    EXPECT_EQ(COsFile::Read(dir / "f.bin", "rb", nullptr, got), OS_ERR_NULL_ARGUMENT);
+    EXPECT_EQ(got, 0u);
+
+    size_t written = 7;
+    EXPECT_EQ(COsFile::Write(stream, nullptr, 0, written), 0);
+    EXPECT_EQ(written, 0u);
+    COsFile::Close(stream);
+    EXPECT_EQ(FileBytes(dir / "f.bin"), "0123456789");
+}
+
 TEST(COsFileReadByStream, AStreamOpenedForWritingOnlyReportsAReadError)
 {
     if (veltrane_test::UnderWine())
