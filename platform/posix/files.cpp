@@ -234,6 +234,11 @@ bool CopyData(int from, int to)
     }
 }
 
+// What a copy takes of the source's mode: read, write and execute. Never the set-user-ID, set-group-ID or
+// sticky bit: a privileged process that copied another user's set-user-ID program would make one that runs
+// as itself.
+constexpr mode_t kCopiedPermissions = 0777;
+
 // Copies `from` into a new file in the directory of `target` (the file it names, through links), gives it
 // the source's permissions and times and the target's owner where the host lets it, and renames it over
 // the target in one step. 1 when done; 0 when it failed, the target untouched and the new file gone; -1
@@ -254,7 +259,8 @@ int ReplaceByCopy(int from, const std::string& target, const struct stat& source
     }
     const struct timespec times[2] = {source.st_atim, source.st_mtim};
     bool done = CopyData(from, fresh.get());  // sets the last error when it fails
-    if (done && (::futimens(fresh.get(), times) != 0 || ::fchmod(fresh.get(), source.st_mode & 07777) != 0 ||
+    if (done && (::futimens(fresh.get(), times) != 0 ||
+                 ::fchmod(fresh.get(), source.st_mode & kCopiedPermissions) != 0 ||
                  ::rename(temporary.c_str(), resolved.get()) != 0)) {
         SetLastErrorFromErrno(errno);
         done = false;
@@ -404,7 +410,7 @@ bool CopyRegularFile(const std::string& source, const std::string& target, bool 
         return false;
     }
     // Created exclusively first, so that the call knows whether the target is its own to remove on failure.
-    const mode_t permissions = sourceStatus.st_mode & 07777;
+    const mode_t permissions = sourceStatus.st_mode & kCopiedPermissions;
     bool created = true;
     Descriptor to(OpenRegular(target, O_WRONLY | O_CREAT | O_EXCL, permissions));
     if (to.get() < 0 && GetLastError() == kErrorAlreadyExists && !failIfExists) {

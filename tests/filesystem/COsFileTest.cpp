@@ -460,6 +460,24 @@ TEST(COsFileCopy, ACopyThatFailsHalfWayLeavesAnOverwrittenTargetAsItWas)
     EXPECT_TRUE(FileBytes(dir / "linked.bin") == data);
     EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 4);
 }
+
+TEST(COsFileCopy, ACopyNeverCarriesTheSetIdOrStickyBits)
+{
+    // A privileged service that copies a user's set-user-ID file would otherwise make a program that runs
+    // as the service's own user.
+    TempDir dir;
+    WriteBytes(dir / "tool", "#!/bin/sh\n");
+    WriteBytes(dir / "old", "old");
+    fs::permissions(dir.path() / "tool", fs::perms::set_uid | fs::perms::set_gid | fs::perms::sticky_bit |
+                                             fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec);
+    ASSERT_TRUE(COsFile::Copy(dir / "tool", dir / "new", false));
+    ASSERT_TRUE(COsFile::Copy(dir / "tool", dir / "old", true));
+    for (const char* name : {"new", "old"}) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(fs::status(dir.path() / name).permissions(),
+                  fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec);
+    }
+}
 #endif
 
 TEST(COsFileAttributes, TheLibraryBitsMapToTheHostAndBack)
