@@ -242,7 +242,7 @@ constexpr mode_t kCopiedPermissions = 0777;
 // Copies `from` into a new file in the directory of `target` (the file it names, through links), gives it
 // the source's permissions and times and the target's owner where the host lets it, and renames it over
 // the target in one step. 1 when done; 0 when it failed, the target untouched and the new file gone; -1
-// when no file could be made beside the target, nothing done.
+// when no file could be made beside the target or put in its place, nothing done.
 int ReplaceByCopy(int from, const std::string& target, const struct stat& source, const struct stat& existing)
 {
     std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(target.c_str(), nullptr), &std::free);
@@ -260,13 +260,19 @@ int ReplaceByCopy(int from, const std::string& target, const struct stat& source
     const struct timespec times[2] = {source.st_atim, source.st_mtim};
     bool done = CopyData(from, fresh.get());  // sets the last error when it fails
     if (done && (::futimens(fresh.get(), times) != 0 ||
-                 ::fchmod(fresh.get(), source.st_mode & kCopiedPermissions) != 0 ||
-                 ::rename(temporary.c_str(), resolved.get()) != 0)) {
+                 ::fchmod(fresh.get(), source.st_mode & kCopiedPermissions) != 0)) {
         SetLastErrorFromErrno(errno);
         done = false;
     }
-    if (done)
-        return 1;
+    if (done) {
+        if (::rename(temporary.c_str(), resolved.get()) == 0)
+            return 1;
+        // A file that may be written but not replaced (another user's, in a directory with the sticky bit):
+        // the copy is whole, so overwriting in place can succeed.
+        ::unlink(temporary.c_str());
+        ::lseek(from, 0, SEEK_SET);
+        return -1;
+    }
     const uint32_t error = GetLastError();
     ::unlink(temporary.c_str());
     SetLastError(error);
