@@ -199,6 +199,13 @@ void DecodeText(char* data, size_t size, ETextFormat format, const char* codePag
     }
 }
 
+// The text of a record's character field: up to its terminator, or all of it when it has none.
+std::string FieldText(const char* field, size_t size)
+{
+    const void* end = std::memchr(field, '\0', size);
+    return std::string(field, end ? static_cast<size_t>(static_cast<const char*>(end) - field) : size);
+}
+
 // The version parser's view of a file: reads at offsets through one open file.
 class FileSource final : public peversion::ByteSource
 {
@@ -414,9 +421,18 @@ bool COsFile::GetFileVersion(const _S_FileData& record, std::string& out)
 {
     // The record's full path, not its bare name: the bare name would be taken from the library's
     // directory and name another file for every entry enumerated elsewhere.
-    const void* end = std::memchr(record.szFullPath, '\0', sizeof record.szFullPath);
-    const std::string name(record.szFullPath, end ? static_cast<const char*>(end) - record.szFullPath
-                                                  : sizeof record.szFullPath);
+    std::string name = FieldText(record.szFullPath, sizeof record.szFullPath);
+    // A full path that fills its field may have been cut, and would name another file or none. The
+    // directory and the name, each whole in its own field, say what it was.
+    const std::string directory = FieldText(record.szDirectory, sizeof record.szDirectory);
+    const std::string fileName = FieldText(record.szFileName, sizeof record.szFileName);
+    if (name.size() + 1 >= sizeof record.szFullPath && directory.size() + 1 < sizeof record.szDirectory &&
+        !fileName.empty()) {
+        const bool separated = !directory.empty() && (directory.back() == '/' || directory.back() == '\\');
+        const std::string joined = directory + (separated ? "" : "/") + fileName;
+        if (joined.compare(0, name.size(), name) == 0)
+            name = joined;
+    }
     std::string path;
     platform::File file;
     if (filesystem::PrepareName(name, path) != 0 || !file.Open(path, "rb"))

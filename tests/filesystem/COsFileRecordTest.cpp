@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -105,4 +106,29 @@ TEST(COsFileGetFileVersion, ReadsTheFirstTranslationsTextOfTheRecordsFile)
         EXPECT_FALSE(COsFile::GetFileVersion(RecordFor(dir / "fifo.exe"), out));
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
     }
+}
+
+TEST(COsFileGetFileVersion, AFileEnumeratedInADirectoryDeeperThanTheRecordsPathFieldIsRead)
+{
+    // The full path of the record holds 1023 bytes; the directory and the name, each whole, tell the rest.
+    veltrane_test::TempDir dir;
+    std::string deep = dir.path().string();
+    while (deep.size() < 800)
+        deep += "/" + std::string(100, 'd');
+    deep += "/" + std::string(1000 - deep.size(), 'e');  // 1001 bytes: the directory fits its field
+    COsDirectory::CreateDirectoryA(deep);
+    const std::string name = "versioned-" + std::string(40, 'v') + ".exe";
+    std::filesystem::copy_file(veltrane_test::HostPath(std::string(VELTRANE_PE_SAMPLES) + "/versioned64.exe"),
+                               veltrane_test::HostPath(deep + "/" + name));
+    // A file named by the cut path, whose version would be read instead.
+    const std::string cut = (deep + "/" + name).substr(0, 1023);
+    veltrane_test::WriteBytes(cut, "MZ");
+
+    _S_FileData record{};
+    ASSERT_TRUE(COsDirectory::FindFirstFileA(deep, "*.exe", record));
+    EXPECT_EQ(std::string(record.szFileName), name);
+    std::string out;
+    EXPECT_TRUE(COsFile::GetFileVersion(record, out));
+    EXPECT_EQ(out, "2.5.0 \xE7\x89\x88\xF0\x9F\x98\x80");
+    COsDirectory::FindClose(record);
 }
