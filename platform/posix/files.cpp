@@ -142,13 +142,11 @@ bool LockDescriptorRange(int descriptor, uint64_t offset, uint64_t length)
     do {
         result = ::flock(descriptor, LOCK_EX);
     } while (result != 0 && errno == EINTR);
-    if (result != 0) {
-        SetLastErrorFromErrno(errno);
-        return false;
-    }
+    // Where the file system has no flock, the shared lock still holds off every writer.
     if (SetRangeLock(descriptor, F_RDLCK, offset, length))
         return true;
-    ::flock(descriptor, LOCK_UN);
+    if (result == 0)
+        ::flock(descriptor, LOCK_UN);
     return false;
 }
 
