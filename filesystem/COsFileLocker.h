@@ -14,7 +14,8 @@ public:
     COsFileLocker() {}
     ~COsFileLocker() {}
 
-    // Waits without limit until the stream's file is locked. A null stream is ignored.
+    // Waits without limit until the stream's file is locked, whatever the stream's mode: one opened for
+    // reading only holds the lock as firmly. A null stream is ignored.
     void LockFile(FILE* stream);
     // Releases the lock that LockFile took through the same stream. A null stream is ignored.
     void UnLockFile(FILE* stream);
