@@ -81,10 +81,12 @@ bool RemoveFile(const std::string& path);
 bool RenameWithoutReplacing(const std::string& from, const std::string& to);
 
 // Copies the contents, the permissions and the last write time of the regular file `source` to `target`.
-// Host notes: POSIX copies the read, write and execute permissions, never a set-ID or sticky bit.
 // With `failIfExists` an existing target gives false and stays as it is; otherwise a regular file there is
 // overwritten. A target that is the source itself, or not a regular file, gives false and nothing
 // changes. A target that this call created is removed again if the copy fails.
+// Host notes: POSIX copies the read, write and execute permissions, never a set-ID or sticky bit, and
+// overwrites by renaming a whole copy made beside the target onto it, so that a failed copy leaves the
+// target as it was (in place where no file can be made there, or the target has other hard links).
 bool CopyRegularFile(const std::string& source, const std::string& target, bool failIfExists);
 
 // The attributes of the file or directory at `path` as the library's Windows bits (FILE_ATTRIBUTE_*).
