@@ -131,13 +131,12 @@ bool SetRangeLock(int descriptor, short type, uint64_t offset, uint64_t length)
 // holders. Writable holders never take the flock, so no two takers ever wait for each other in a cycle.
 bool LockDescriptorRange(int descriptor, uint64_t offset, uint64_t length)
 {
+    // Asked first, so that a writer, nearly every taker, pays no call for the descriptor's mode.
+    if (SetRangeLock(descriptor, F_WRLCK, offset, length))
+        return true;
     const int access = ::fcntl(descriptor, F_GETFL);
-    if (access < 0) {
-        SetLastErrorFromErrno(errno);
-        return false;
-    }
-    if ((access & O_ACCMODE) != O_RDONLY)
-        return SetRangeLock(descriptor, F_WRLCK, offset, length);
+    if (access < 0 || (access & O_ACCMODE) != O_RDONLY)
+        return false;  // the last error is the refused lock's
     int result;
     do {
         result = ::flock(descriptor, LOCK_EX);
