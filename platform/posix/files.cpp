@@ -56,12 +56,13 @@ private:
 };
 
 // Opens without blocking (a FIFO with no peer would wait for one) and keeps the descriptor only when it
-// names a regular file.
+// names a regular file. A terminal named there is never taken as the process's controlling terminal,
+// which the open of one by a session leader without a terminal would do, refused or not.
 int OpenRegular(const std::string& path, int flags, mode_t permissions = 0666)
 {
     int descriptor;
     do {
-        descriptor = ::open(path.c_str(), flags | O_NONBLOCK | O_CLOEXEC, permissions);
+        descriptor = ::open(path.c_str(), flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, permissions);
     } while (descriptor < 0 && errno == EINTR);
     if (descriptor < 0) {
         SetLastErrorFromErrno(errno);

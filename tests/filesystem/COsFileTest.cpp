@@ -14,6 +14,7 @@
 #include <Veltrane.h>
 
 #ifndef _WIN32
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -459,6 +460,32 @@ TEST(COsFileCopy, ACopyThatFailsHalfWayLeavesAnOverwrittenTargetAsItWas)
     EXPECT_TRUE(fs::is_symlink(dir.path() / "link.bin"));
     EXPECT_TRUE(FileBytes(dir / "linked.bin") == data);
     EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 4);
+}
+
+TEST(COsFileOpen, ATerminalNamedWhereAFileIsExpectedNeverBecomesTheCallersTerminal)
+{
+    // A daemon, a session leader without a terminal, would take any terminal it opens as its own, and
+    // with it the hang-up and interrupt signals of whoever uses that terminal.
+    const int master = posix_openpt(O_RDWR | O_NOCTTY);
+    if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0)
+        GTEST_SKIP() << "no pseudo-terminal can be made here";
+    const std::string terminal = ptsname(master);
+    const pid_t child = fork();
+    if (child == 0) {
+        setsid();
+        size_t written = 0;
+        char* buffer = nullptr;
+        size_t got = 0;
+        const bool refused = COsFile::GetFileSize(terminal) == -1 && COsFile::Open(terminal, "rb") == nullptr &&
+                             COsFile::Read(terminal, "rb", &buffer, got) == OS_ERR_OPEN &&
+                             COsFile::Write(terminal, "ab", "x", 1, written) == OS_ERR_OPEN;
+        const bool terminalTaken = open("/dev/tty", O_RDONLY | O_NOCTTY) >= 0;
+        _exit(refused && !terminalTaken ? 0 : 1);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    close(master);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the terminal became the caller's";
 }
 
 TEST(COsFileCopy, ACopyNeverCarriesTheSetIdOrStickyBits)
