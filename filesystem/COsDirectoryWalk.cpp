@@ -299,7 +299,9 @@ bool COsDirectory::DeleteTree(const std::string& path)
 bool COsDirectory::CleanDirectory(const std::string& path)
 {
     std::string absolutePath;
-    if (GetAbsolutePath(path, absolutePath) < 0)
+    // An empty absolute form (a name too long to have its dots resolved) would be searched as the filter
+    // alone, that is in the library's own directory, and that directory would be emptied.
+    if (GetAbsolutePath(path, absolutePath) < 0 || absolutePath.empty())
         return false;
     return DeleteTree(absolutePath);
 }

@@ -14,7 +14,9 @@ bool IsConvertible(const std::string& text)
 
 int PrepareName(const std::string& name, std::string& path)
 {
-    if (COsDirectory::GetAbsolutePath(name, path) < 0)
+    // An empty form is what a name too long to have its dots resolved comes to: it names no file, and
+    // handed on it would mean the library's own directory.
+    if (COsDirectory::GetAbsolutePath(name, path) < 0 || path.empty())
         return OS_ERR_BAD_PATH;
     return IsConvertible(path) ? 0 : OS_ERR_ENCODING;
 }

@@ -10,8 +10,8 @@ namespace filesystem {
 // the NUL), so it counts as a text that cannot be converted.
 bool IsConvertible(const std::string& text);
 
-// The absolute normal form of `name` into `path`: OS_ERR_BAD_PATH when it cannot be made, OS_ERR_ENCODING
-// when it cannot be converted, 0 otherwise.
+// The absolute normal form of `name` into `path`: OS_ERR_BAD_PATH when it cannot be made (an empty form
+// included), OS_ERR_ENCODING when it cannot be converted, 0 otherwise.
 int PrepareName(const std::string& name, std::string& path);
 
 }  // namespace filesystem

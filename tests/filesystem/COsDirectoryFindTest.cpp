@@ -407,6 +407,8 @@ TEST(COsDirectoryGetFileNumHaveSamePrefix, CountsFilesWhoseFullNameHoldsTheText)
         {dir / "missing/", "app", 0},
         {dir / "logs/", std::string("ap\0p", 4), 2},  // the text counts up to its NUL
         {dir / "bad\xFF/", "app", OS_ERR_ENCODING},
+        // Too long to have its dots resolved, it has no absolute form: not the current directory's files.
+        {dir / ("logs/./" + std::string(1100, 'a') + "/"), "", OS_ERR_BAD_PATH},
     };
     for (const Row& row : rows)
         EXPECT_EQ(COsDirectory::GetFileNumHaveSamePrefix(row.path, row.prefix), row.count) << row.path << row.prefix;

@@ -6,8 +6,11 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <linux/capability.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -99,6 +102,39 @@ TEST(COsDirectoryCleanDirectory, EmptiesTheTreeAndKeepsTheDirectory)
     EXPECT_TRUE(COsDirectory::CleanDirectory(tree));              // an empty directory
     EXPECT_TRUE(COsDirectory::CleanDirectory(dir / "missing"));   // and a missing one: nothing to do
     EXPECT_EQ(veltrane_test::OpenDescriptorCount(), descriptors);
+}
+
+TEST(COsDirectoryCleanDirectory, ANameWithoutAnAbsoluteFormEmptiesNothing)
+{
+    // A name too long to have its dots resolved has an empty absolute form; searched as it stands, that is
+    // the library's own directory. The removal runs in a child that sees this test's directory in place of
+    // the library's, so that a removal led there empties this one and nothing else.
+    TempDir dir;
+    WriteBytes(dir / "canary", "keep");
+    std::string library;
+    COsDirectory::GetAbsolutePath("", library);
+    const std::string covered = library.substr(0, library.find_last_not_of('/') + 1);
+    const std::string longName = dir / ("gone/./" + std::string(1100, 'a'));
+    const pid_t child = fork();
+    ASSERT_NE(child, -1);
+    if (child == 0) {
+        // 77: no private view of the mounts could be made here.
+        if (unshare(CLONE_NEWNS) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
+            _exit(77);
+        if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+            mount(dir.name().c_str(), covered.c_str(), nullptr, MS_BIND, nullptr) != 0 ||
+            veltrane_test::FileBytes(covered + "/canary") != "keep")
+            _exit(77);
+        const bool cleaned = COsDirectory::CleanDirectory(longName);
+        _exit(veltrane_test::FileBytes(covered + "/canary") != "keep" ? 1 : cleaned ? 2 : 0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    if (WEXITSTATUS(status) == 77)
+        GTEST_SKIP() << "no private mount namespace here to put a directory in place of the library's";
+    EXPECT_EQ(WEXITSTATUS(status), 0) << "1: the library's directory was emptied; 2: true for a name with no form";
+    EXPECT_EQ(veltrane_test::FileBytes(dir / "canary"), "keep");
 }
 
 TEST(COsDirectoryCleanDirectory, StopsAtAReadOnlyFileWithoutTouchingIt)
