@@ -158,7 +158,8 @@ bool COsDirectory::UpdateDescriptor(_S_FileData& record)
 bool COsDirectory::FindFirstFileA(const std::string& directory, const std::string& filter, _S_FileData& record)
 {
     std::string absoluteDirectory;
-    if (GetAbsolutePath(directory, absoluteDirectory) < 0)
+    // An empty form (a directory too long to have its dots resolved) would put every entry at the root.
+    if (GetAbsolutePath(directory, absoluteDirectory) < 0 || absoluteDirectory.empty())
         return false;
     // A directory too long for the field is cut there, with a terminator, as a full path is.
     strcpyz(record.szDirectory, sizeof record.szDirectory, absoluteDirectory.c_str());

@@ -199,7 +199,13 @@ TEST(COsDirectoryFind, FindsNothingWithAnOpenSearchOrWithout)
     refused.hFind = INVALID_HANDLE_VALUE;
     EXPECT_FALSE(COsDirectory::FindFirstFileA(dir / "bad\xFF", refused));
     EXPECT_FALSE(COsDirectory::FindFirstFileA(dir.name(), std::string("a\0b", 3), refused));
+    // A directory too long to have its dots resolved has no absolute form, even where the filter climbs
+    // back into a directory that has entries: they would be handed out under names at the root.
+    WriteBytes(dir / "empty/a.txt", "");
+    EXPECT_FALSE(COsDirectory::FindFirstFileA(dir / ("empty/./" + std::string(1100, 'a')), "../*", refused))
+        << refused.szFullPath;
     EXPECT_EQ(refused.hFind, INVALID_HANDLE_VALUE);
+    COsDirectory::FindClose(refused);
 }
 
 TEST(COsDirectoryFind, AClosedStaleOrMadeUpHandleIsRefusedNotFollowed)
