@@ -54,7 +54,7 @@ TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 run_suite tsan build/tsan -
 if [ -f fuzz/CMakeLists.txt ] && [ -n "$(ls fuzz/*.cpp 2>/dev/null)" ]; then
   echo "== libFuzzer (bounded)"
   CXX=clang++ build build/fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVELTRANE_BUILD_FUZZ=ON -DVELTRANE_BUILD_TESTS=OFF -DVELTRANE_BUILD_TOOLS=OFF
-  bash scripts/run-fuzzers.sh build/fuzz 90 && { passed=$((passed + 1)); summary+=("fuzz: clean"); } ||
+  bash scripts/run-fuzzers.sh build/fuzz 45 && { passed=$((passed + 1)); summary+=("fuzz: clean"); } ||
     { failed=$((failed + 1)); summary+=("fuzz: FAILED"); }
 fi
 
