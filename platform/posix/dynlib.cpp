@@ -6,6 +6,7 @@
 #include <dlfcn.h>
 #include <limits.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 
 #include "platform/lasterror.h"
 
@@ -25,7 +26,17 @@ std::string LibraryFilePath()
 
 void* OpenLibrary(const std::string& path)
 {
-    void* library = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    // The loader reads whatever it opens: on a FIFO it would wait for a writer that may never come, on a
+    // device it would read without end. Only a regular file (or a link to one) is offered to it.
+    struct stat status;
+    if (::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+        SetLastError(kErrorModuleNotFound);
+        return nullptr;
+    }
+    // A name without a "/" would be looked for on the loader's search path; "./" makes it the file that the
+    // kernel reads under that name, as for every other name the library is given.
+    const std::string name = path.find('/') == std::string::npos ? "./" + path : path;
+    void* library = ::dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr)
         SetLastError(kErrorModuleNotFound);
     return library;

@@ -1,12 +1,22 @@
 // COsLibrary: loading by absolute and relative name, symbol lookup, release and the last error numbers.
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <cstdlib>
 #include <filesystem>
+#include <future>
 #include <string>
+#include <utility>
+
+#ifndef _WIN32
+#include <fcntl.h>
+#include <unistd.h>
+#endif
 
 #include <Veltrane.h>
 
 #include "tests/support/HostSystem.h"
+#include "tests/support/TempDir.h"
 
 // The sample library's file name as the build made it.
 constexpr char kSampleFileName[] = VELTRANE_SAMPLE_FILE_NAME;
@@ -67,3 +77,41 @@ TEST(COsLibrary, NamesWithANulAndANullLibraryFindNothing)
         EXPECT_EQ(COsLibrary::GetErrorNo(), 127) << name;
     }
 }
+
+#ifndef _WIN32
+// FIFOs, and a loader that searches for a name without a "/", are this host's.
+TEST(COsLibrary, ANameThatIsNoFileOrHasNoSeparatorIsNeitherWaitedOnNorSearchedFor)
+{
+    veltrane_test::TempDir directory;
+
+    // A FIFO where a library should be: the loader would wait for a writer that never comes. If it does
+    // wait, a writer that opens and closes the FIFO ends the wait, so the test fails instead of hanging.
+    const std::string fifo = directory / "libfifo.so";
+    ASSERT_EQ(std::system(("mkfifo '" + fifo + "'").c_str()), 0);
+    // The last error is the loading thread's own, so that thread reads it.
+    std::future<std::pair<HINSTANCE, int32_t>> loading = std::async(std::launch::async, [&] {
+        HINSTANCE loaded = COsLibrary::LoadLib(fifo);
+        return std::make_pair(loaded, COsLibrary::GetErrorNo());
+    });
+    const bool waited = loading.wait_for(std::chrono::milliseconds(500)) == std::future_status::timeout;
+    if (waited)
+        ::close(::open(fifo.c_str(), O_WRONLY | O_NONBLOCK));
+    const auto [library, error] = loading.get();
+    EXPECT_FALSE(waited) << "LoadLib waited on a FIFO";
+    EXPECT_EQ(library, nullptr);
+    EXPECT_EQ(error, 126);
+    COsLibrary::FreeLib(library);
+
+    // A drive-head name keeps no separator on this host and reaches the host as written, like every file
+    // name: from the current directory, never from the loader's search path.
+    const std::string driveName = "C:veltrane-sample.so";
+    std::filesystem::copy_file(CVeltrane::GetInstance()->VeltraneLibDir() + kSampleFileName, directory.path() / driveName);
+    const std::filesystem::path previous = std::filesystem::current_path();
+    std::filesystem::current_path(directory.path());
+    HINSTANCE fromCurrent = COsLibrary::LoadLib(driveName);
+    std::filesystem::current_path(previous);
+    ASSERT_NE(fromCurrent, nullptr);
+    EXPECT_NE(COsLibrary::GetProcAddr(fromCurrent, "veltrane_sample_answer"), nullptr);
+    EXPECT_TRUE(COsLibrary::FreeLib(fromCurrent));
+}
+#endif
