@@ -1,25 +1,61 @@
-// platform/posix/dynlib.cpp — dlopen, dlsym and dladdr.
+// platform/posix/dynlib.cpp — dlopen, dlsym and dladdr, and the process's map for the library's own file.
 // dlsym may legitimately return null, so a failure is told by dlerror(): it is cleared first, or a
 // stale message from an earlier call elsewhere would be read as this one's.
 #include "platform/dynlib.h"
 
 #include <dlfcn.h>
 #include <limits.h>
+#include <stdint.h>
 #include <stdlib.h>
 #include <sys/stat.h>
+
+#include <cstdlib>
+#include <fstream>
 
 #include "platform/lasterror.h"
 
 namespace platform {
+
+namespace {
+
+// The kernel's absolute name of the file mapped at `address`, from the process's map; "" when no file is.
+// Each line is "start-end perms offset device inode name": the name is the rest of the line from its "/".
+std::string MappedFileName(const void* address)
+{
+    std::ifstream maps("/proc/self/maps");
+    const uintptr_t wanted = reinterpret_cast<uintptr_t>(address);
+    std::string line;
+    while (std::getline(maps, line)) {
+        char* end = nullptr;
+        const unsigned long long start = std::strtoull(line.c_str(), &end, 16);
+        if (*end != '-')
+            continue;
+        const unsigned long long stop = std::strtoull(end + 1, &end, 16);
+        if (wanted < start || wanted >= stop)
+            continue;
+        const size_t name = line.find('/');
+        return name == std::string::npos ? std::string() : line.substr(name);
+    }
+    return std::string();
+}
+
+}  // namespace
 
 std::string LibraryFilePath()
 {
     Dl_info information;
     if (::dladdr(reinterpret_cast<void*>(&LibraryFilePath), &information) == 0 || information.dli_fname == nullptr)
         return std::string();
-    // A library found through a relative search path is named relatively; callers build absolute paths on it.
+    if (information.dli_fname[0] == '/')
+        return information.dli_fname;
+    // A library found under a relative name (a relative search path, a relative dlopen) is named so by the
+    // loader, relative to the current directory of that moment, which the process may have left since.
+    // The kernel names the mapped file absolutely; the current directory is only the last resort.
+    const std::string mapped = MappedFileName(reinterpret_cast<void*>(&LibraryFilePath));
+    if (!mapped.empty())
+        return mapped;
     char resolved[PATH_MAX];
-    if (information.dli_fname[0] != '/' && ::realpath(information.dli_fname, resolved) != nullptr)
+    if (::realpath(information.dli_fname, resolved) != nullptr)
         return resolved;
     return information.dli_fname;
 }

@@ -10,9 +10,12 @@
 #include <thread>
 #include <vector>
 
+#include <cstdio>
+
 #include <Veltrane.h>
 
 #include "tests/support/HostSystem.h"
+#include "tests/support/TempDir.h"
 
 TEST(CVeltrane, OneObjectFromConcurrentFirstCallsAnswersForLibraryMachineAndProcessAndEndsWithItsLogHub)
 {
@@ -80,3 +83,33 @@ TEST(CVeltrane, OneObjectFromConcurrentFirstCallsAnswersForLibraryMachineAndProc
     EXPECT_FALSE(COsLog::GetInstance()->IsRunning());
     COsLog::FreeInstance();
 }
+
+#ifndef _WIN32
+// The loader names a library that it found through a relative search path ("." here) by a relative name.
+// The library's directory is still the one it was loaded from when the process has changed its current
+// directory before the first question: the test runs itself so, in a child.
+TEST(COsSystemGetVeltraneLibDir, ALibraryFoundByARelativeNameKeepsItsDirectoryAfterTheCurrentOneChanges)
+{
+    if (const char* elsewhere = std::getenv("VELTRANE_TEST_MOVE_TO")) {
+        std::filesystem::current_path(elsewhere);
+        std::string absolute;
+        COsDirectory::GetAbsolutePath("data.txt", absolute);
+        std::printf("[directory %s][absolute %s]\n", COsSystem::GetVeltraneLibDir().c_str(), absolute.c_str());
+        return;
+    }
+    veltrane_test::TempDir elsewhere;
+    const std::string library = COsSystem::GetVeltraneLibDir();
+    const std::string command = "cd '" + library + "' && VELTRANE_TEST_MOVE_TO='" + elsewhere.name() +
+                                "' LD_LIBRARY_PATH=. '" + COsSystem::GetProcessPath() +
+                                "' --gtest_filter=COsSystemGetVeltraneLibDir.* 2>&1";
+    std::string output;
+    if (FILE* child = ::popen(command.c_str(), "r")) {
+        char chunk[4096];
+        for (size_t got; (got = std::fread(chunk, 1, sizeof chunk, child)) > 0;)
+            output.append(chunk, got);
+        EXPECT_EQ(::pclose(child), 0) << output;
+    }
+    EXPECT_NE(output.find("[directory " + library + "][absolute " + library + "data.txt]"), std::string::npos)
+        << output;
+}
+#endif
