@@ -9,13 +9,20 @@ namespace location {
 
 namespace {
 
+// The text up to and including the last separator. Unlike GetDirectory's, the cut has no length limit:
+// the host names files longer than that limit, and a library installed under such a name would otherwise
+// take its relative names from the executable's directory, or from the current one.
+std::string DirectoryOf(const std::string& path)
+{
+    const size_t separator = pathrules::LastSeparator(path);
+    return separator == std::string::npos ? std::string() : path.substr(0, separator + 1);
+}
+
 std::string FindLibraryDirectory()
 {
-    std::string directory;
-    COsDirectory::GetDirectory(platform::LibraryFilePath(), directory);
-    directory = pathrules::ToForwardSlashes(directory, true);
+    std::string directory = pathrules::ToForwardSlashes(DirectoryOf(platform::LibraryFilePath()), true);
     if (directory.empty())
-        COsDirectory::GetDirectory(COsDirectory::GetCurrentModuleFileName(), directory);
+        directory = DirectoryOf(COsDirectory::GetCurrentModuleFileName());
     return directory;
 }
 

@@ -85,10 +85,32 @@ TEST(CVeltrane, OneObjectFromConcurrentFirstCallsAnswersForLibraryMachineAndProc
 }
 
 #ifndef _WIN32
-// The loader names a library that it found through a relative search path ("." here) by a relative name.
-// The library's directory is still the one it was loaded from when the process has changed its current
-// directory before the first question: the test runs itself so, in a child.
-TEST(COsSystemGetVeltraneLibDir, ALibraryFoundByARelativeNameKeepsItsDirectoryAfterTheCurrentOneChanges)
+namespace {
+
+// The answers of a child run of this test binary that found the library through `searchPath`, from
+// `directory`, and moved to `elsewhere` before its first question: "[directory D][absolute A]".
+std::string AnswersOfChild(const std::string& directory, const std::string& searchPath, const std::string& elsewhere)
+{
+    const std::string command = "cd '" + directory + "' && VELTRANE_TEST_MOVE_TO='" + elsewhere + "' LD_LIBRARY_PATH='" +
+                                searchPath + "' '" + COsSystem::GetProcessPath() +
+                                "' --gtest_filter=COsSystemGetVeltraneLibDir.* 2>&1";
+    std::string output;
+    if (FILE* child = ::popen(command.c_str(), "r")) {
+        char chunk[4096];
+        for (size_t got; (got = std::fread(chunk, 1, sizeof chunk, child)) > 0;)
+            output.append(chunk, got);
+        EXPECT_EQ(::pclose(child), 0) << output;
+    }
+    return output;
+}
+
+}  // namespace
+
+// A library's directory is the one it was loaded from, and relative names are taken from there, however
+// the loader named it: by a relative name ("./libVeltrane.so.1" through the search path "."), relative to
+// a current directory that the process has left since; or by a name longer than the path rules split.
+// The test runs itself so, in children.
+TEST(COsSystemGetVeltraneLibDir, ALibraryFoundByARelativeOrALongNameKeepsItsDirectory)
 {
     if (const char* elsewhere = std::getenv("VELTRANE_TEST_MOVE_TO")) {
         std::filesystem::current_path(elsewhere);
@@ -99,17 +121,17 @@ TEST(COsSystemGetVeltraneLibDir, ALibraryFoundByARelativeNameKeepsItsDirectoryAf
     }
     veltrane_test::TempDir elsewhere;
     const std::string library = COsSystem::GetVeltraneLibDir();
-    const std::string command = "cd '" + library + "' && VELTRANE_TEST_MOVE_TO='" + elsewhere.name() +
-                                "' LD_LIBRARY_PATH=. '" + COsSystem::GetProcessPath() +
-                                "' --gtest_filter=COsSystemGetVeltraneLibDir.* 2>&1";
-    std::string output;
-    if (FILE* child = ::popen(command.c_str(), "r")) {
-        char chunk[4096];
-        for (size_t got; (got = std::fread(chunk, 1, sizeof chunk, child)) > 0;)
-            output.append(chunk, got);
-        EXPECT_EQ(::pclose(child), 0) << output;
-    }
-    EXPECT_NE(output.find("[directory " + library + "][absolute " + library + "data.txt]"), std::string::npos)
-        << output;
+    const std::string relative = AnswersOfChild(library, ".", elsewhere.name());
+    EXPECT_NE(relative.find("[directory " + library + "][absolute " + library + "data.txt]"), std::string::npos)
+        << relative;
+
+    std::string deep = elsewhere.name();
+    while (deep.size() <= 1100)
+        deep += "/" + std::string(200, 'd');
+    std::filesystem::create_directories(deep);
+    std::filesystem::copy_file(library + veltrane_test::kLibraryFileName + ".1", deep + "/libVeltrane.so.1");
+    const std::string longName = AnswersOfChild(elsewhere.name(), deep, elsewhere.name());
+    EXPECT_NE(longName.find("[directory " + deep + "/][absolute " + deep + "/data.txt]"), std::string::npos)
+        << longName.substr(0, 600);
 }
 #endif
