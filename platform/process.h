@@ -10,7 +10,8 @@ namespace platform {
 
 // The process's id as the system numbers processes.
 uint32_t CurrentProcessId();
-// The full path of the process's executable as the kernel names it, "" when it cannot be read.
+// The full path of the process's executable as the kernel names it, "" when it cannot be read. A file
+// removed or replaced while the program runs is still named by the path it was started from.
 std::string ExecutablePath();
 
 // A program for a child process: the absolute path of its file and its arguments, the program's own

@@ -9,6 +9,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -145,6 +146,23 @@ bool Runnable(const ChildProgram& program)
     return true;
 }
 
+// The kernel marks the name of a program whose file was removed or replaced while it runs (an update of a
+// running service) with " (deleted)". The mark is no part of the path the program was started from; only a
+// file that really bears such a name, and is the running program, keeps it.
+std::string WithoutRemovalMark(std::string name)
+{
+    static const std::string mark = " (deleted)";
+    if (name.size() <= mark.size() || name.compare(name.size() - mark.size(), mark.size(), mark) != 0)
+        return name;
+    struct stat running;
+    struct stat named;
+    if (::stat("/proc/self/exe", &running) == 0 && ::stat(name.c_str(), &named) == 0 &&
+        running.st_dev == named.st_dev && running.st_ino == named.st_ino)
+        return name;
+    name.resize(name.size() - mark.size());
+    return name;
+}
+
 }  // namespace
 
 uint32_t CurrentProcessId()
@@ -160,7 +178,7 @@ std::string ExecutablePath()
         if (length < 0)
             return std::string();
         if (static_cast<size_t>(length) < buffer.size())
-            return std::string(buffer.data(), static_cast<size_t>(length));
+            return WithoutRemovalMark(std::string(buffer.data(), static_cast<size_t>(length)));
         buffer.resize(buffer.size() * 2);
     }
 }

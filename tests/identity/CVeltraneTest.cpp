@@ -87,13 +87,13 @@ TEST(CVeltrane, OneObjectFromConcurrentFirstCallsAnswersForLibraryMachineAndProc
 #ifndef _WIN32
 namespace {
 
-// The answers of a child run of this test binary that found the library through `searchPath`, from
-// `directory`, and moved to `elsewhere` before its first question: "[directory D][absolute A]".
-std::string AnswersOfChild(const std::string& directory, const std::string& searchPath, const std::string& elsewhere)
+// The output of `program`, a copy of this test binary, run from `directory` with the variables
+// `environment` ("NAME='value' ...") for the tests named by `filter`.
+std::string OutputOfChild(const std::string& program, const std::string& directory, const std::string& environment,
+                          const std::string& filter)
 {
-    const std::string command = "cd '" + directory + "' && VELTRANE_TEST_MOVE_TO='" + elsewhere + "' LD_LIBRARY_PATH='" +
-                                searchPath + "' '" + COsSystem::GetProcessPath() +
-                                "' --gtest_filter=COsSystemGetVeltraneLibDir.* 2>&1";
+    const std::string command = "cd '" + directory + "' && " + environment + " '" + program +
+                                "' --gtest_filter=" + filter + " 2>&1";
     std::string output;
     if (FILE* child = ::popen(command.c_str(), "r")) {
         char chunk[4096];
@@ -102,6 +102,15 @@ std::string AnswersOfChild(const std::string& directory, const std::string& sear
         EXPECT_EQ(::pclose(child), 0) << output;
     }
     return output;
+}
+
+// The answers of a child run of this test binary that found the library through `searchPath`, from
+// `directory`, and moved to `elsewhere` before its first question: "[directory D][absolute A]".
+std::string AnswersOfChild(const std::string& directory, const std::string& searchPath, const std::string& elsewhere)
+{
+    return OutputOfChild(COsSystem::GetProcessPath(), directory,
+                         "VELTRANE_TEST_MOVE_TO='" + elsewhere + "' LD_LIBRARY_PATH='" + searchPath + "'",
+                         "COsSystemGetVeltraneLibDir.*");
 }
 
 }  // namespace
@@ -133,5 +142,23 @@ TEST(COsSystemGetVeltraneLibDir, ALibraryFoundByARelativeOrALongNameKeepsItsDire
     const std::string longName = AnswersOfChild(elsewhere.name(), deep, elsewhere.name());
     EXPECT_NE(longName.find("[directory " + deep + "/][absolute " + deep + "/data.txt]"), std::string::npos)
         << longName.substr(0, 600);
+}
+
+// A program whose file was removed or replaced while it runs (an update of a running service) is still the
+// program at that path: the kernel's note that the file is gone is no part of its name.
+TEST(COsSystemGetProcessPath, AProgramWhoseFileWasRemovedWhileItRunsKeepsItsPathAndName)
+{
+    if (const char* self = std::getenv("VELTRANE_TEST_REMOVE_SELF")) {
+        std::filesystem::remove(self);
+        std::printf("[path %s][name %s]\n", COsSystem::GetProcessPath().c_str(), COsSystem::GetProcessName().c_str());
+        return;
+    }
+    veltrane_test::TempDir place;
+    const std::string program = std::filesystem::canonical(place.path()).generic_string() + "/runner";
+    std::filesystem::copy_file(COsSystem::GetProcessPath(), program);
+    const std::string output = OutputOfChild(program, place.name(), "VELTRANE_TEST_REMOVE_SELF='" + program + "'",
+                                             "COsSystemGetProcessPath.*");
+    EXPECT_FALSE(std::filesystem::exists(program)) << output;
+    EXPECT_NE(output.find("[path " + program + "][name runner]"), std::string::npos) << output;
 }
 #endif
