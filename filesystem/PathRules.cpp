@@ -142,7 +142,11 @@ std::string ToForwardSlashes(std::string path, bool keepUncHead)
 
 std::string FoldSeparatorRuns(std::string path)
 {
-    const bool networkName = path.size() > 2 && IsSeparator(path[0]) && IsSeparator(path[1]) && !IsSeparator(path[2]);
+    // Two backslashes that still begin the text are the head of an absolute UNC path, which the caller wrote
+    // and the normal form keeps whatever follows them; two forward slashes begin a network name only before
+    // a server's name.
+    const bool networkName = path.size() > 2 && ((path[0] == '\\' && path[1] == '\\') ||
+                                                 (IsSeparator(path[0]) && IsSeparator(path[1]) && !IsSeparator(path[2])));
     size_t kept = networkName ? 2 : 0;
     for (size_t index = kept; index < path.size(); ++index) {
         if (IsSeparator(path[index]) && kept > 0 && IsSeparator(path[kept - 1]) && kept > (networkName ? 2u : 0u))

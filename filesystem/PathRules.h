@@ -22,7 +22,8 @@ size_t LastSeparator(const std::string& path);
 // Every "\" becomes "/"; with keepUncHead, two leading backslashes stay as they are.
 std::string ToForwardSlashes(std::string path, bool keepUncHead);
 
-// A run of separators folds into one, but for the two that begin a network name ("//srv/share").
+// A run of separators folds into one, but for the two that begin a network name ("//srv/share") or an
+// absolute UNC path (two backslashes, whatever follows them).
 std::string FoldSeparatorRuns(std::string path);
 
 // The part of an absolute directory that a name rooted by a separator alone stands on: its drive ("C:"),

@@ -45,6 +45,10 @@ TEST(COsDirectoryGetAbsolutePath, ResolvesDotsOnTheTextWithinCapacityAndTakesRel
         {root + "a//b", root + "a/b"},
         {"C:\\\\x", "C:/x"},
         {"\\\\srv\\share\\\\x", "\\\\srv/share/x"},
+        // A UNC head followed by more separators (an empty server name) stays a UNC head: folded into one
+        // backslash it would be a name rooted on the current drive, another file.
+        {"\\\\\\srv\\x", "\\\\/srv/x"},
+        {"\\\\\\\\srv\\.\\x", "\\\\/srv/x"},
         {root + "../x/./", root + "x/"},
         {root + "a/b/.", root + "a/b/."},                // "/." at the end is no dot sequence
         {root + "a/b./.../c/../d", root + "a/b./.../d"},  // a name may end in a dot, and "..." is a name
