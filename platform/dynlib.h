@@ -18,10 +18,11 @@ std::string LibraryFilePath();
 void* OpenLibrary(const std::string& path);
 
 // The address of `name` in `library` (not null), null with the last error kErrorProcNotFound when it is
-// missing.
+// missing, or when `library` is no library loaded now (released already, or never a handle).
 void* FindSymbol(void* library, const char* name);
 
-// Releases one load of `library`; false (last error kErrorModuleNotFound) when the host refuses.
+// Releases one load of `library`; false (last error kErrorModuleNotFound) when the host refuses, or when
+// `library` is no library loaded now: a handle released already is never read again.
 bool CloseLibrary(void* library);
 
 }  // namespace platform

@@ -5,6 +5,7 @@
 
 #include <dlfcn.h>
 #include <limits.h>
+#include <link.h>
 #include <stdint.h>
 #include <stdlib.h>
 #include <sys/stat.h>
@@ -37,6 +38,32 @@ std::string MappedFileName(const void* address)
         return name == std::string::npos ? std::string() : line.substr(name);
     }
     return std::string();
+}
+
+// True when `library` is the handle of an object loaded now. dlclose and dlsym read the loader's record
+// behind a handle without checking it, so a handle released already (a second FreeLib) or never handed
+// out would have them read freed or foreign memory, and release or search whatever they found there. A
+// handle is the loader's record of the object; the records are walked while dl_iterate_phdr holds the
+// loader's lock, so no dlopen or dlclose of another thread changes them meanwhile.
+bool IsLoadedLibrary(void* library)
+{
+    struct Search {
+        const void* library;
+        bool found;
+    } search{library, false};
+    ::dl_iterate_phdr(
+        [](dl_phdr_info*, size_t, void* data) -> int {
+            auto* search = static_cast<Search*>(data);
+            for (const link_map* map = _r_debug.r_map; map != nullptr; map = map->l_next) {
+                if (map == search->library) {
+                    search->found = true;
+                    break;
+                }
+            }
+            return 1;  // one look at the whole list is enough
+        },
+        &search);
+    return search.found;
 }
 
 }  // namespace
@@ -80,6 +107,10 @@ void* OpenLibrary(const std::string& path)
 
 void* FindSymbol(void* library, const char* name)
 {
+    if (!IsLoadedLibrary(library)) {
+        SetLastError(kErrorProcNotFound);
+        return nullptr;
+    }
     ::dlerror();
     void* symbol = ::dlsym(library, name);
     if (::dlerror() != nullptr) {
@@ -93,7 +124,7 @@ void* FindSymbol(void* library, const char* name)
 
 bool CloseLibrary(void* library)
 {
-    if (::dlclose(library) != 0) {
+    if (!IsLoadedLibrary(library) || ::dlclose(library) != 0) {
         SetLastError(kErrorModuleNotFound);
         return false;
     }

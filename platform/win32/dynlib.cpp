@@ -33,11 +33,20 @@ void* OpenLibrary(const std::string& path)
     return reinterpret_cast<void*>(library);
 }
 
+// True when `module` is the start of a module loaded now: a module released already is not read again.
+bool IsLoadedModule(HMODULE module)
+{
+    HMODULE found = nullptr;
+    return ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                                reinterpret_cast<LPCWSTR>(module), &found) &&
+           found == module;
+}
+
 void* FindSymbol(void* library, const char* name)
 {
     // A null library means the process's own program, as the other host's global scope does.
     HMODULE module = library != nullptr ? static_cast<HMODULE>(library) : ::GetModuleHandleW(nullptr);
-    FARPROC symbol = ::GetProcAddress(module, name);
+    FARPROC symbol = IsLoadedModule(module) ? ::GetProcAddress(module, name) : nullptr;
     if (symbol == nullptr) {
         SetLastError(kErrorProcNotFound);
         return nullptr;

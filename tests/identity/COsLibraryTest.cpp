@@ -35,6 +35,16 @@ TEST(COsLibrary, LoadsByAbsoluteNameAndFindsItsFunction)
     EXPECT_EQ(COsLibrary::GetErrorNo(), 127);
     EXPECT_TRUE(COsLibrary::FreeLib(library));
     EXPECT_TRUE(COsLibrary::FreeLib(nullptr));
+
+    // The library is gone with its last release: a second release, or a handle that no load gave, is
+    // refused, and nothing of the library is read again.
+    EXPECT_FALSE(COsLibrary::FreeLib(library));
+    EXPECT_EQ(COsLibrary::GetErrorNo(), 126);
+    EXPECT_EQ(COsLibrary::GetProcAddr(library, "veltrane_sample_answer"), nullptr);
+    EXPECT_EQ(COsLibrary::GetErrorNo(), 127);
+    int notALibrary[64] = {};
+    EXPECT_FALSE(COsLibrary::FreeLib(reinterpret_cast<HINSTANCE>(notALibrary)));
+    EXPECT_EQ(COsLibrary::GetErrorNo(), 126);
 }
 
 TEST(COsLibrary, RelativeNameIsTakenFromTheLibraryDirectoryNotTheCurrentOneOrTheHostSearch)
