@@ -660,7 +660,8 @@ int COsSocket::ReceiveFromHost(char* pData, unsigned int nLength, int nFlags, ch
         TranslateSocketError();
         return -1;
     }
-    if (pIP == nullptr)
+    // A buffer without room is as none: it holds no text that could be remembered.
+    if (pIP == nullptr || nIPSize == 0)
         return static_cast<int>(received);
     strcpyz(pIP, nIPSize, DottedText(senderAddress).c_str());
     if (pPort != nullptr)

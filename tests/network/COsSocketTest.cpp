@@ -370,6 +370,19 @@ TEST_F(COsSocketUdp, DatagramsCarryTheirSender)
     EXPECT_EQ(5, receiver->SendToHost("12345", 5, 0, "127.0.0.1", senderPort));
     EXPECT_EQ(5, sender->ReceiveFromHost(buffer, sizeof(buffer), 0, nullptr, 0, nullptr));
     EXPECT_EQ("", Endpoint(sender.get(), true)) << "without pIP the sender is not remembered";
+
+    // A buffer without room holds no text: nothing is read from it, and the sender is not remembered.
+    char unterminated[2] = {'x', 'x'};
+    from = 0;
+    EXPECT_EQ(5, receiver->SendToHost("12345", 5, 0, "127.0.0.1", senderPort));
+    EXPECT_EQ(5, sender->ReceiveFromHost(buffer, sizeof(buffer), 0, unterminated, 0, &from));
+    EXPECT_EQ('x', unterminated[0]);
+    EXPECT_EQ(0, from);
+    EXPECT_EQ("", Endpoint(sender.get(), true));
+    EXPECT_EQ(5, receiver->SendToHost("12345", 5, 0, "127.0.0.1", senderPort));
+    EXPECT_EQ(5, sender->ReceiveFromHost(buffer, sizeof(buffer), 0, unterminated, sizeof(unterminated), &from));
+    EXPECT_STREQ("1", unterminated) << "cut to the buffer and terminated";
+    EXPECT_EQ("1:" + std::to_string(port), Endpoint(sender.get(), true));
 }
 
 TEST_F(COsSocketUdp, BindListenAndOptionRulesPerSocketType)
