@@ -277,7 +277,18 @@ bool COsLog::WaitForMessage()
 bool COsLog::ViewerStillThere()
 {
     // Only this thread makes and ends the receiver, so it reads the pointer without the section.
-    return s_LogRecv == nullptr || !s_LogRecv->m_bPeerGone;
+    if (s_LogRecv == nullptr)
+        return true;
+    if (s_LogRecv->m_bPeerGone)
+        return false;
+    // A viewer that ended its words may have gone, or may still read. A heartbeat to a gone viewer brings back
+    // a reset, which the next send meets: two heartbeats, one look apart, end the connection of a gone viewer
+    // at once, and a viewer that still reads is served on.
+    if (s_LogRecv->m_bWordsEnded && s_LogRecv->m_nProbesLeft > 0) {
+        --s_LogRecv->m_nProbesLeft;
+        return SendToViewer(s_LogRecv->m_pSocket, kHeartbeat);
+    }
+    return true;
 }
 
 bool COsLog::PassesFilters(const std::string& message)

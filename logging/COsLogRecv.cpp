@@ -18,7 +18,8 @@ constexpr uint32_t kEchoWaitMilliseconds = 100;
 }  // namespace
 
 COsLogRecv::COsLogRecv(COsSocket* pSocket)
-    : m_pSocket(pSocket), m_bRunning(false), m_bPeerGone(false), m_pThread(nullptr), m_bEchoBlocked(false)
+    : m_pSocket(pSocket), m_bRunning(false), m_bPeerGone(false), m_bWordsEnded(false), m_nProbesLeft(2),
+      m_pThread(nullptr), m_bEchoBlocked(false)
 {
 }
 
@@ -52,15 +53,21 @@ void COsLogRecv::Run()
     char chunk[kChunkSize];
     while (m_bRunning) {
         std::memset(chunk, 0, sizeof(chunk));
-        int received = m_pSocket->ReceiveWithTimeout(chunk, kChunkSize, kReceiveLimitMilliseconds, 0);
-        if (received < 0) {
-            // A closed or failed connection gives nothing more: the receiver ends, and the hub sees the
-            // viewer gone at its next look instead of at the next failed send.
-            m_bPeerGone = true;
+        // The wait and the receive are made apart, so that the viewer's orderly end of its words (a receive of
+        // 0) is told from a failed connection: a viewer that only shut its sending side still reads.
+        int ready = m_pSocket->IsReady(kReceiveLimitMilliseconds, eSocketStatusRead);
+        if (ready == 0)
+            continue;
+        int received = ready < 0 ? -1 : m_pSocket->Receive(chunk, kChunkSize, 0);
+        if (received <= 0) {
+            // Nothing more can come: the receiver ends. A failed connection is gone at the hub's next look,
+            // instead of at the next failed send.
+            if (received == 0)
+                m_bWordsEnded = true;
+            else
+                m_bPeerGone = true;
             break;
         }
-        if (received == 0)
-            continue;
         std::string_view word = WordOf(chunk, received);
         Echo(word);
         SectionGuard lock(s_LogFilterSection);

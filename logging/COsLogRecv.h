@@ -25,9 +25,15 @@ public:
 
     COsSocket* m_pSocket;
     std::atomic<bool> m_bRunning;
-    // Set, and the receiver ends, when the viewer closed its side or the connection failed, so the hub need
-    // not wait for a failed send (up to a heartbeat period) to notice that the viewer is gone.
+    // Set, and the receiver ends, when the connection failed, so the hub need not wait for a failed send (up to
+    // a heartbeat period) to notice that the viewer is gone.
     std::atomic<bool> m_bPeerGone;
+    // Set, and the receiver ends, when the viewer ended its words in order: it may have gone, or it may only
+    // have shut its sending side and still read. The hub tells the two apart with heartbeats.
+    std::atomic<bool> m_bWordsEnded;
+    // The heartbeats that the hub may still send to tell a viewer that ended its words from one that has gone;
+    // used by the hub thread alone.
+    int m_nProbesLeft;
     COsThreadTpl<COsLogRecv>* m_pThread;
 
 private:

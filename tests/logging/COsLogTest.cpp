@@ -1,11 +1,16 @@
 // COsLog: the port file, the wire as a viewer sees it, filter words, and teardown in every state.
-#include "tests/logging/LogHubFixture.h"
-
-#ifndef _WIN32
+#ifdef _WIN32
+#include <winsock2.h>
+#else
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <fcntl.h>
 #include <unistd.h>
 #endif
+
+#include "tests/logging/LogHubFixture.h"
 
 #include <functional>
 #include <memory>
@@ -15,6 +20,29 @@
 #include "tests/support/HostSystem.h"
 
 namespace loghub_test {
+
+// A viewer that shuts its sending side once the hub has accepted it (a half-close) and only reads from then on.
+// The connection is the host's own, so that its sending side alone can be shut; a COsSocket adopts it.
+struct HalfClosedViewer : RawViewer
+{
+    explicit HalfClosedViewer(int port)
+    {
+#ifdef _WIN32
+        SOCKET handle = ::socket(AF_INET, SOCK_STREAM, 0);
+        const int sendSide = SD_SEND;
+#else
+        int handle = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const int sendSide = SHUT_WR;
+#endif
+        sockaddr_in hub = {};
+        hub.sin_family = AF_INET;
+        hub.sin_port = htons(static_cast<unsigned short>(port));
+        hub.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        connected = socket->InitConnectedSocket(static_cast<SOCKET>(handle)) &&
+                    ::connect(handle, reinterpret_cast<const sockaddr*>(&hub), sizeof(hub)) == 0;
+        connected = AwaitHeartbeat() && ::shutdown(handle, sendSide) == 0;
+    }
+};
 
 // The port reads -1 only in a process where no bind has succeeded yet, so this case comes first.
 TEST_F(LogHubTest, PortFileSetsTheBaseTakenPortsAreSkippedAndAllTenTakenFailsKeepingThePort)
@@ -183,10 +211,12 @@ TEST_F(LogHubTest, ViewerGetsMessagesByteExactInOrderHeartbeatsWhenIdleAndWhatIt
         EXPECT_EQ(viewer.ReadMessages(4), "ABC|");
     }
     {
-        RawViewer next(port);
-        ASSERT_TRUE(next.AwaitHeartbeat());
+        HalfClosedViewer next(port);
+        ASSERT_TRUE(next.connected);
+        std::this_thread::sleep_for(milliseconds(50));  // the hub's receiver sees the end of the words
         hub->LogMsgPush("ignored|");
-        EXPECT_EQ(next.ReadMessages(8), "ignored|") << "a new connection starts without filters";
+        EXPECT_EQ(next.ReadMessages(8), "ignored|")
+            << "a new connection starts without filters, and a viewer that sends no more words still reads";
     }
     EndHubLeakingNothing(baseline, 0);  // the viewer has just gone and the hub may not have noticed yet
 }

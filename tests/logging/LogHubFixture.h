@@ -63,6 +63,8 @@ inline void EndHubLeakingNothing(const ResourceCount& baseline, int ownSockets)
 // A viewer made of one COsSocket, which sees the wire exactly as the hub writes it.
 struct RawViewer
 {
+    // An object without a connection, for a viewer that connects in a way of its own.
+    RawViewer() : socket(COsSocket::CreateInstance()) {}
     explicit RawViewer(int port) : socket(COsSocket::CreateInstance())
     {
         connected = socket->Create(eSocketTypeTcp, 0, 0) && socket->Connect("127.0.0.1", static_cast<unsigned short>(port));
