@@ -1,6 +1,8 @@
 // CVeltrane: the facade's snapshot of the library, the machine and the process, taken once at creation.
 #include "core/CVeltrane.h"
 
+#include <new>
+
 #include "core/SectionGuard.h"
 #include "identity/COsSystem.h"
 #include "logging/COsLog.h"
@@ -30,8 +32,13 @@ std::string TextOf(const char* field)
 CVeltrane* CVeltrane::GetInstance()
 {
     SectionGuard lock(s_MonitoredSection);
-    if (s_Veltrane == nullptr)
-        s_Veltrane = new CVeltrane();
+    if (s_Veltrane == nullptr) {
+        try {
+            s_Veltrane = new CVeltrane();
+        } catch (const std::bad_alloc&) {
+            return nullptr;  // memory ran out: no facade, as a pointer result says
+        }
+    }
     return s_Veltrane;
 }
 
@@ -54,18 +61,31 @@ CVeltrane::CVeltrane()
       m_nOsBits(0),
       m_szVeltraneLibDir(nullptr)
 {
-    StoreCopy(kVeltraneVersion, &m_szVeltraneVersion);
-    StoreCopy(COsSystem::GetMachineName(), &m_szMachineName);
-    StoreCopy(COsSystem::GetSystemVersion(), &m_szOsVersion);
-    StoreCopy(COsSystem::GetProcessName(), &m_szProcessName);
-    StoreCopy(COsSystem::GetProcessPath(), &m_szProcessPath);
-    StoreCopy(COsSystem::GetCoreVersion(), &m_szCoreVersion);
-    StoreCopy(COsSystem::GetGCCVersion(), &m_szGCCVersion);
-    StoreCopy(COsSystem::GetVeltraneLibDir(), &m_szVeltraneLibDir);
-    m_nOsBits = COsSystem::GetSystemBits();
+    try {
+        StoreCopy(kVeltraneVersion, &m_szVeltraneVersion);
+        StoreCopy(COsSystem::GetMachineName(), &m_szMachineName);
+        StoreCopy(COsSystem::GetSystemVersion(), &m_szOsVersion);
+        StoreCopy(COsSystem::GetProcessName(), &m_szProcessName);
+        StoreCopy(COsSystem::GetProcessPath(), &m_szProcessPath);
+        StoreCopy(COsSystem::GetCoreVersion(), &m_szCoreVersion);
+        StoreCopy(COsSystem::GetGCCVersion(), &m_szGCCVersion);
+        StoreCopy(COsSystem::GetVeltraneLibDir(), &m_szVeltraneLibDir);
+        m_nOsBits = COsSystem::GetSystemBits();
+    } catch (...) {
+        ReleaseTexts();  // no destructor runs for an object whose construction failed
+        throw;
+    }
 }
 
 CVeltrane::~CVeltrane()
+{
+    ReleaseTexts();
+    s_Veltrane = nullptr;
+    // The facade's life bounds the log hub's: a client that ends the one ends the other before it unloads.
+    COsLog::FreeInstance();
+}
+
+void CVeltrane::ReleaseTexts()
 {
     delete[] m_szVeltraneVersion;
     delete[] m_szMachineName;
@@ -75,9 +95,6 @@ CVeltrane::~CVeltrane()
     delete[] m_szCoreVersion;
     delete[] m_szGCCVersion;
     delete[] m_szVeltraneLibDir;
-    s_Veltrane = nullptr;
-    // The facade's life bounds the log hub's: a client that ends the one ends the other before it unloads.
-    COsLog::FreeInstance();
 }
 
 std::string CVeltrane::VeltraneVersion() const { return TextOf(m_szVeltraneVersion); }

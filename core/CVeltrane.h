@@ -10,7 +10,8 @@
 class VELTRANE_API CVeltrane
 {
 public:
-    // The facade, made at the first call; concurrent first calls make one object.
+    // The facade, made at the first call; concurrent first calls make one object. Null when memory runs out;
+    // the next call tries again.
     static CVeltrane* GetInstance();
 
     // Ends the facade (and the log hub with it); nothing without one. Must not race GetInstance.
@@ -37,6 +38,7 @@ private:
     CVeltrane();
     ~CVeltrane();
     CVeltrane(const CVeltrane&);
+    void ReleaseTexts();
 
     char* m_szVeltraneVersion;
     char* m_szMachineName;

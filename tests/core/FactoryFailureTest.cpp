@@ -1,4 +1,4 @@
-// The thread factories when memory runs out: null, as their headers say, never an exception, and no leak.
+// The thread factories and the facade when memory runs out: null, never an exception, and no leak.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -71,4 +71,21 @@ TEST(COsThread, FactoriesGiveNullWhenMemoryRunsOut)
         SCOPED_TRACE(&make - factories);
         ExpectNullOnEveryFailure(make);
     }
+}
+
+TEST(CVeltrane, GetInstanceGivesNullWhenMemoryRunsOutAndLeaksNothing)
+{
+    if (veltrane_test::kWindowsHost)
+        GTEST_SKIP() << "on Windows the test's replaced operator new does not reach the library's DLL";
+    CVeltrane::FreeInstance();
+    const int needed = veltrane_test::ForEachFailingAllocation(
+        [] { return CVeltrane::GetInstance(); }, [](CVeltrane* facade, bool threw, bool failed, int count) {
+            EXPECT_FALSE(threw) << "allocation " << count << " failed with an exception";
+            EXPECT_EQ(facade == nullptr, failed) << "allocation " << count;
+            if (facade != nullptr) {
+                EXPECT_EQ(facade->VeltraneVersion(), "1.25.0104.00");
+            }
+        });
+    EXPECT_GT(needed, 0);
+    CVeltrane::FreeInstance();  // what a failed construction made is checked for leaks at the end of the process
 }
