@@ -37,7 +37,8 @@ bool TerminateThread(ThreadHandle* handle, uint32_t exitCode);
 // Gives the handle up; the thread, if it still runs, goes on to its end and then releases itself.
 void CloseThreadHandle(ThreadHandle* handle);
 // Sets the thread's priority on the Windows scale (15, 2, 1, 0, -1, -2, -14, -15); false when refused, and
-// then the thread keeps the level it had.
+// then the thread keeps the level it had. A thread that has ended keeps the level it ended with: setting is
+// refused, and reading gives that level until the handle is closed.
 // Host notes: POSIX maps the levels to the thread's nice value (-20, -10, -5, 0, 5, 10, 15, 19); an
 // unprivileged process may raise a nice value but never lower it. Windows takes the levels as they are,
 // except -14, which it knows only in the real-time priority class and refuses in every other.

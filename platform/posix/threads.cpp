@@ -33,6 +33,9 @@ struct ThreadHandle
     bool idKnown = false;
     bool resumed = false;
     uint32_t threadId = 0;
+    // The thread's level on the Windows scale as last read from the kernel, which is what it keeps once it has
+    // ended: the kernel's number of an ended thread may already name another thread.
+    std::atomic<int> level{kThreadPriorityErrorReturn};
 };
 
 namespace {
@@ -108,6 +111,31 @@ extern "C" void* ThreadStart(void* raw)
     return nullptr;
 }
 
+bool HasEnded(ThreadHandle* handle)
+{
+    return GetExitCodeThread(handle) != kStillActive;
+}
+
+// Reads the level of a thread that still runs from the kernel and remembers it; an ended thread, or one whose
+// level the kernel cannot tell, gives the level remembered last.
+int ReadLevel(ThreadHandle* handle)
+{
+    if (HasEnded(handle))
+        return handle->level.load();
+    // -1 is a valid nice value, so only errno tells a failure apart.
+    errno = 0;
+    int nice = getpriority(PRIO_PROCESS, static_cast<id_t>(handle->threadId));
+    if (nice == -1 && errno != 0)
+        return handle->level.load();
+    int found = kThreadPriorityErrorReturn;
+    for (const PriorityLevel& level : kPriorityLevels) {
+        if (level.nice == nice)
+            found = level.priority;
+    }
+    handle->level.store(found);
+    return found;
+}
+
 }  // namespace
 
 ThreadHandle* CreateSuspendedThread(ThreadEntry entry, void* argument, uint32_t* threadId)
@@ -129,6 +157,7 @@ ThreadHandle* CreateSuspendedThread(ThreadEntry entry, void* argument, uint32_t*
         pthread_cond_wait(&handle->startChanged, &handle->startLock);
     *threadId = handle->threadId;
     pthread_mutex_unlock(&handle->startLock);
+    ReadLevel(handle);  // inherited from this thread
     return handle;
 }
 
@@ -175,24 +204,21 @@ void CloseThreadHandle(ThreadHandle* handle)
 bool SetThreadPriority(ThreadHandle* handle, int priority)
 {
     for (const PriorityLevel& level : kPriorityLevels) {
-        if (level.priority == priority)
-            return setpriority(PRIO_PROCESS, static_cast<id_t>(handle->threadId), level.nice) == 0;
+        if (level.priority != priority)
+            continue;
+        // An ended thread keeps its level: its number is not looked at again.
+        if (HasEnded(handle))
+            return false;
+        bool set = setpriority(PRIO_PROCESS, static_cast<id_t>(handle->threadId), level.nice) == 0;
+        ReadLevel(handle);
+        return set;
     }
     return false;
 }
 
 int GetThreadPriority(ThreadHandle* handle)
 {
-    // -1 is a valid nice value, so only errno tells a failure apart.
-    errno = 0;
-    int nice = getpriority(PRIO_PROCESS, static_cast<id_t>(handle->threadId));
-    if (nice == -1 && errno != 0)
-        return kThreadPriorityErrorReturn;
-    for (const PriorityLevel& level : kPriorityLevels) {
-        if (level.nice == nice)
-            return level.priority;
-    }
-    return kThreadPriorityErrorReturn;
+    return ReadLevel(handle);
 }
 
 void SetThreadPriorityBoost(ThreadHandle*, bool)

@@ -91,6 +91,9 @@ void CloseThreadHandle(ThreadHandle* handle)
 
 bool SetThreadPriority(ThreadHandle* handle, int priority)
 {
+    // An ended thread keeps its level, as on every host.
+    if (GetExitCodeThread(handle) != kStillActive)
+        return false;
     return ::SetThreadPriority(handle->thread, priority) != 0;
 }
 

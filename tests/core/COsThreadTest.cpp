@@ -259,6 +259,21 @@ TEST(COsThread, PriorityLevelsOutsideTheEnumerationAreKeptAsAskedAndAppliedAsNor
         ASSERT_TRUE(WaitFor([&] { return worker.m_nRuns == 1 && !worker.IsRunning(); }));
         EXPECT_EQ(worker.GetPriority(), normalLevel) << "the host's normal level, read back from the thread";
     }
+
+    // A run that has ended keeps the level its thread had until Finish, as the handle of an ended thread
+    // does; the host's number of a thread that is gone may already name another one.
+    g_release = false;
+    COsThread* ended = COsThread::CreateThread(&RunUntilReleased);
+    ended->SetPriority(PRIORITY_BELOW_NORMAL);  // lowering needs no privilege
+    ASSERT_TRUE(ended->Start());
+    const EThreadPriority whileRunning = ended->GetPriority();
+    EXPECT_EQ(whileRunning, normalLevel == PRIORITY_NORMAL ? PRIORITY_BELOW_NORMAL : whileRunning);
+    g_release = true;
+    ASSERT_TRUE(WaitFor([&] { return !ended->IsRunning(); }));
+    COsThread::Sleep(50);  // the thread itself is gone by now, not only its run
+    EXPECT_EQ(ended->GetPriority(), whileRunning);
+    EXPECT_TRUE(ended->Finish(1000));
+    COsThread::FreeThread(&ended);
 }
 
 // A run that no forced end can reach is given up: the library's code around it must never touch its object
