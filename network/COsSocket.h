@@ -65,14 +65,26 @@ public:
     COsSocket& operator=(const COsSocket& other);
     virtual ~COsSocket();
 
-    // Opening, closing and binding.
+    // Opening, closing and binding. Host texts are dotted numbers ("127.0.0.1") or names to look up.
+
+    // Opens a new socket, closing one held before. A buffer size of 0 keeps the system's own; when a size
+    // cannot be set the result is false but the socket stays open and held.
     bool Create(ESocketType eType, unsigned int nRecvBufferSize, unsigned int nSendBufferSize);
+    // Closes the held socket; a call of another thread waiting on it ends with a failure. Create opens again.
     void ShutDown();
+    // "localhost" (in any case) binds every interface, not the loopback one alone; bind "127.0.0.1" to
+    // serve this machine only. Port 0 takes a free port, which GetLocalIPAddress then tells. "" is no host.
     bool Bind(const std::string& strHost, unsigned short nPort);
     bool BindToPort(unsigned short nPort);
     bool BindMulticast(const char* pInterface, const char* pGroup, unsigned short nPort);
     bool Listen();
+    // On a non-blocking socket the result is false with eSocketErrorWouldBlock while the connection is under
+    // way: IsReady with eSocketStatusWrite then waits for it and reports a refusal.
     bool Connect(const std::string& strHost, unsigned short nPort);
+    // Waits for a connection, also on a non-blocking listener (a ShutDown from another thread ends the wait),
+    // and hands it to *pSocket, an object from CreateInstance that holds no socket: one it held would not be
+    // closed. The peer's dotted text goes into pIP (cut to nIPSize - 1 bytes and terminated), and its port
+    // into *pPort only when pIP is not null.
     bool Accept(COsSocket* pSocket, char* pIP, unsigned int nIPSize, unsigned short* pPort);
     bool InitConnectedSocket(SOCKET hSocket);
 
@@ -96,17 +108,22 @@ public:
     void SetSocketError(ESocketError eError);
     void TranslateSocketError();
 
-    // Data transfer: -1 with eSocketErrorInvalid when no socket is held.
+    // Data transfer: -1 with eSocketErrorInvalid when no socket is held, and -1 for a failure unless said
+    // otherwise. Flags are the Windows numbers (2 peeks, 8 waits for the whole length).
+    // The bytes the system took, which may be fewer than nLength.
     int Send(const char* pData, unsigned int nLength);
     int SendTo(const char* pData, unsigned int nLength, int nFlags, const _S_SocketAddr* pAddr, unsigned int nAddrLength);
     int SendToHost(const char* pData, unsigned int nLength, int nFlags, const std::string& strHost, unsigned short nPort);
+    // The bytes read, up to nLength, with no terminator added; 0 when the peer has closed the connection.
     int Receive(char* pData, unsigned int nLength, int nFlags);
     // 1 for any successful receive (not the byte count), 0 for a failure.
     int ReceiveFrom(char* pData, unsigned int nLength, int nFlags, _S_SocketAddr* pAddr, unsigned int* pAddrLength);
     int ReceiveFromHost(char* pData, unsigned int nLength, int nFlags, char* pIP, unsigned int nIPSize,
                         unsigned short* pPort);
+    // Sends all of pData unless the socket stays unwritable for nTimeout ms: then the bytes sent so far.
     int SendWithTimeout(const char* pData, unsigned int nLength, unsigned int nTimeout, int nFlags);
-    // Bytes read, 0 for a time-out, -1 for a failure or the peer's orderly close.
+    // One receive after waiting up to nTimeout ms: bytes read, 0 for a time-out, -1 for a failure or the
+    // peer's orderly close (after a close the error fields hold no new failure).
     int ReceiveWithTimeout(char* pData, unsigned int nLength, unsigned int nTimeout, int nFlags);
 
     // Readiness: above 0 ready, 0 time-out (or no socket), -1 failure.
