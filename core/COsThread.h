@@ -35,16 +35,21 @@ public:
     static COsThread* CreateThread(PFN_THREAD_RUN pfnRun, PFN_THREAD_CLOSE pfnClose);
     static COsThread* CreateThread(PFN_THREAD_RUN_ARGS pfnRunArgs);
     static COsThread* CreateThread(PFN_THREAD_RUN_ARGS pfnRunArgs, PFN_THREAD_CLOSE pfnClose);
-    // Destroys *ppThread through the virtual destructor and sets it to null; null does nothing.
+    // Destroys *ppThread through the virtual destructor and sets it to null; null does nothing. A run still
+    // under way gets 100 ms to end and is then ended by force: call Finish first to wait for it.
     static void FreeThread(COsThread** ppThread);
     static void Sleep(uint32_t milliseconds);
     static int64_t GetCurrentThreadId();
 
     // True when a run is under way or a new one was started.
     bool Start();
-    // Stores the argument of the next run, then starts.
+    // Stores the argument of the next run, then starts. The pointer is handed to the run as it is, not
+    // copied: what it points to must stay valid until the run has ended.
     bool Start(void** ppArgs);
-    // Waits up to `time` ms for the run to end, then ends it by force; true when it ended by itself.
+    // Waits up to `time` ms for the run to end, then ends it by force; true when it ended by itself. Better
+    // tell a long run to stop (a flag it reads) than rely on the forced end.
+    // Host notes: on Linux the forced end takes effect only where the run waits (a sleep, a read, a socket
+    // wait), so a run that computes without waiting goes on; on Windows it stops the thread at once.
     bool Finish(uint32_t time);
     bool IsRunning();
     uint64_t GetExitCode();
