@@ -21,7 +21,9 @@ public:
     static int UnicodeToUTF8(const wchar16* text, char** result);
     static int UnicodeToUTF8(const wchar16* text, size_t count, char** result);
 
-    // A null or unknown code page name, and the Unicode pages, mean the ANSI code page (Windows-1252).
+    // A code page is named as in docs/codepages.md ("GBK", "shift_jis", "windows-1251"), apart from ASCII
+    // case. A null or unknown name, a number ("936" is no name) and the Unicode pages mean the ANSI code
+    // page (Windows-1252), without a failure: a misspelt name converts as Windows-1252.
     static int UnicodeToAnsi(const wchar16* text, const char* codePage, char** result);
     static int AnsiToUnicode(const char* text, const char* codePage, wchar16** result);
     static int UTF8ToAnsi(const char* text, const char* codePage, char** result);

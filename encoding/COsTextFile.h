@@ -9,8 +9,11 @@
 class COsTextFileReader;
 
 // One open text file. The format is given to Open, or found there (TextFormatAuto): by the byte order mark,
-// and without one by a scan of the whole file for the UTF-8 pattern. Lines come out as UTF-8 in a block
-// (core/Blocks.h) that the caller hands back for the next line and releases with FreeBlock at the end.
+// and without one by a scan of the whole file for the UTF-8 pattern: UTF-8 when it holds, ANSI otherwise.
+// So UTF-16 or UTF-32 without a mark is never found (it opens as UTF-8 or ANSI), and a file without a
+// mark that ends inside a UTF-8 sequence (an ANSI file whose last byte is "\xE9", say) fails to open: give
+// such files their format. Lines come out as UTF-8 in a block (core/Blocks.h) that the caller hands back
+// for the next line and releases with FreeBlock at the end.
 //
 // Objects come from CreateInstance and go back through FreeInstance. One thread uses an object at a time;
 // different objects share nothing. The results -1 and -2 below are plain values, not status codes.
@@ -41,7 +44,8 @@ public:
     // The next byte (ANSI, UTF-8) or unit (UTF-16, UTF-32) as a number, CR skipped; -1 at the end.
     int ReadChar();
 
-    // Names the code page of an ANSI file for the next ReadLine; null means the ANSI code page. Close forgets it.
+    // Names the code page of an ANSI file for the next ReadLine, as COsEncoding names them ("GBK"); null
+    // means the ANSI code page. Close forgets it.
     void SetCodePage(const char* codePage);
     // Stores a copy of `text`; no reader acts on it. Close forgets it.
     void SetUnknownChar(const char* text);
