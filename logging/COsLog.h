@@ -24,10 +24,14 @@ public:
 
     // Listens on the first free port of ten from the base (61234, or the number in "LogOutputPort.txt" of the
     // current directory) and starts the hub thread. 0, or OS_ERR_NETWORK when no port could be opened.
+    // The hub listens on every interface and asks a viewer for no credentials: whoever reaches the port reads
+    // the messages, so keep it behind the machine's firewall.
     int Start();
     bool IsRunning() const;
-    // Queues a copy of text while a viewer is attached; otherwise, or for null, the text is dropped.
+    // Queues a copy of text while a viewer is attached; otherwise, or for null, the text is dropped: what is
+    // pushed before a viewer has connected is never seen. No line end is added.
     void LogMsgPush(const char* text);
+    // The same as LogMsgPush.
     void WriteLogToPort(const char* text);
     // Takes the oldest queued message out, or gives "" when none is queued.
     std::string LogMsgPoll();
