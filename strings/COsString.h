@@ -9,7 +9,8 @@
 
 // Text is bytes throughout: no operation here knows an encoding. The `const char*` forms hand their text
 // back in a buffer made with new[], zero-terminated, that the caller releases with delete[]; the incoming
-// buffer of the out-parameter is released first. The case flag true ignores the case of ASCII letters.
+// buffer of the out-parameter is released first, so it must be null or such a buffer (COsEncoding, unlike
+// this class, never looks at it). The case flag true ignores the case of ASCII letters.
 class VELTRANE_API COsString
 {
 public:

@@ -7,12 +7,13 @@
 
 // Copies source into target, terminator included, writing at most size bytes. Gives 0 when it fit; -1
 // when it did not (the target then holds the first size - 1 bytes and a terminator); -2 for a null target;
-// -3 for a null source, with the target untouched. size must be at least 1.
+// -3 for a null source, with the target untouched. A size of 0 writes nothing and gives -1.
 VELTRANE_API int strcpyz(char* target, size_t size, const char* source);
 
 // Appends source behind target's text within size bytes; a target with no terminator in its size bytes is
 // appended to at its last byte. Gives 0 when the source's terminator fit, else -1 with the last byte set
-// to 0; -1 for a null target; -2 for a null source, with the target untouched. size must be at least 1.
+// to 0; -1 for a null target; -2 for a null source, with the target untouched. A size of 0 writes nothing
+// and gives -1.
 VELTRANE_API int strcatz(char* target, size_t size, const char* source);
 
 // Fills count bytes of target with value. Gives 0, or -1 for a null target.
