@@ -10,7 +10,9 @@
 // The text-to-number operations return true on success and write their target only then. The scaling
 // operations take a scale of 0 to 8 decimal places (OS_ERR_OUT_OF_RANGE above, target unwritten). The
 // hexadecimal `char**` forms store a new buffer made with new[] (zero-terminated, released by the caller
-// with delete[]) without looking at the incoming value.
+// with delete[]) without looking at the incoming value. The library sets no locale: the decimal point that
+// strtod reads and DoubleToString writes is that of the locale the client has set (setlocale,
+// std::locale::global), "." unless it set one.
 class VELTRANE_API COsConverter
 {
 public:
