@@ -64,12 +64,13 @@ public:
 
     // Starts an enumeration of the entries of `directory` (relative names are taken from the library's
     // directory) whose names match `filter` ("*" any run of characters, "?" one character, in exact case on
-    // this host; "*.*" every name; a filter may lead with directories of its own). Fills the record with the
-    // first entry; "." and ".." are never handed out. False when nothing matches or the directory cannot be
-    // read (hFind is INVALID_HANDLE_VALUE), and also when only "." and ".." match, as in an empty directory
-    // (hFind is open). Every enumeration that got as far as the search ends with FindClose, after a false
-    // result too; a caller starts from a cleared record (`_S_FileData record{};`). A symbolic link is
-    // described as itself: never a directory, with its own times.
+    // this host; "*.*" every name; a filter may lead with directories of its own, but szDirectory and
+    // szFullPath still start from `directory`: walk a subdirectory as a directory of its own). Fills the
+    // record with the first entry; "." and ".." are never handed out. False when nothing matches or the
+    // directory cannot be read (hFind is INVALID_HANDLE_VALUE), and also when only "." and ".." match, as in
+    // an empty directory (hFind is open). Every enumeration that got as far as the search ends with
+    // FindClose, after a false result too; a caller starts from a cleared record (`_S_FileData record{};`). A
+    // symbolic link is described as itself: never a directory, with its own times.
     static bool FindFirstFileA(const std::string& directory, const std::string& filter, _S_FileData& record);
     // The same with the filter "*".
     static bool FindFirstFileA(const std::string& directory, _S_FileData& record);
