@@ -25,8 +25,10 @@ public:
 
     // Reads up to `count` bytes into a new buffer (count + 1 bytes, zero-terminated; the caller releases it
     // with delete[]; a buffer passed in is released first). A read that reaches the end of the file gives
-    // nothing: buffer null, got 0, result 0, the stream at its end. OS_ERR_NULL_ARGUMENT for a null stream
-    // or a null buffer pointer, OS_ERR_READ when reading failed.
+    // nothing: buffer null, got 0, result 0, the stream at its end. That holds for the bytes it did get too:
+    // asking for 100 bytes where 6 remain loses those 6. Ask for no more than remains (GetFileSize), or
+    // read the whole file by name. OS_ERR_NULL_ARGUMENT for a null stream or a null buffer pointer,
+    // OS_ERR_READ when reading failed.
     static int Read(FILE* stream, size_t count, char** buffer, size_t& got);
     // Writes and flushes. OS_ERR_NULL_ARGUMENT for a null stream, OS_ERR_WRITE when the stream reports an
     // error after writing; `written` is what was written.
