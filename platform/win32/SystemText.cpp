@@ -23,11 +23,58 @@ std::wstring Widen(const std::string& text)
     return wide;
 }
 
+namespace {
+
+constexpr size_t kLongestName = 32767;  // the system's longest name, in UTF-16 units, prefix included
+
+bool IsSeparator(wchar_t unit)
+{
+    return unit == L'\\' || unit == L'/';
+}
+
+// A name in the system's own namespaces ("\\?\", "\\.\", with either separator): the caller chose the
+// system's form, and no prefix of ours goes in front of it.
+bool HasSystemHead(const std::wstring& name)
+{
+    return name.size() >= 4 && IsSeparator(name[0]) && IsSeparator(name[1]) && (name[2] == L'?' || name[2] == L'.') &&
+           IsSeparator(name[3]);
+}
+
+}  // namespace
+
+std::wstring VerbatimName(const std::wstring& name)
+{
+    if (name.empty() || name.size() > kLongestName) {
+        ::SetLastError(ERROR_FILENAME_EXCED_RANGE);
+        return std::wstring();
+    }
+    if (name.compare(0, 4, L"\\\\?\\") == 0)
+        return name;
+    // The system's full-name rule first, as for any name it is given: "." and ".." resolved, the trailing
+    // dots and blanks of the last level dropped, "/" turned into "\", a relative name put in its place.
+    std::wstring full(kLongestName + 1, L'\0');
+    const DWORD length = ::GetFullPathNameW(name.c_str(), static_cast<DWORD>(full.size()), &full[0], nullptr);
+    if (length == 0 || length >= full.size()) {
+        ::SetLastError(length == 0 ? ERROR_INVALID_NAME : ERROR_FILENAME_EXCED_RANGE);
+        return std::wstring();
+    }
+    full.resize(length);
+    if (full.compare(0, 4, L"\\\\.\\") == 0)
+        full[2] = L'?';
+    else if (full.size() >= 2 && full[0] == L'\\' && full[1] == L'\\')
+        full.replace(0, 2, L"\\\\?\\UNC\\");
+    else if (full.size() >= 3 && full[1] == L':' && full[2] == L'\\')
+        full.insert(0, L"\\\\?\\");
+    if (full.size() > kLongestName) {
+        ::SetLastError(ERROR_FILENAME_EXCED_RANGE);
+        return std::wstring();
+    }
+    return full;
+}
+
 std::wstring FileName(const std::string& path)
 {
-    // The system's longest name, in UTF-16 units, with its long-name prefix; and the classic limit, with
-    // room for a directory's 8.3 file name behind it.
-    constexpr size_t kLongestName = 32767;
+    // The classic limit, with room for a directory's 8.3 file name behind it.
     constexpr size_t kClassicLimit = MAX_PATH - 12;
     if (path.empty()) {
         ::SetLastError(ERROR_PATH_NOT_FOUND);
@@ -47,17 +94,14 @@ std::wstring FileName(const std::string& path)
     }
     std::wstring name(static_cast<size_t>(units), L'\0');
     ::MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, path.data(), length, &name[0], units);
-    if (name.size() > kClassicLimit) {
-        const bool drive = name.size() >= 3 && name[1] == L':' && (name[2] == L'/' || name[2] == L'\\');
-        const bool network = (name[0] == L'/' || name[0] == L'\\') && (name[1] == L'/' || name[1] == L'\\');
-        // The prefix turns the system's own name processing off: separators must be its own already.
+    if (HasSystemHead(name)) {
+        // The library's normal form turned the separators of the caller's head and name into "/", which the
+        // system's verbatim form does not read as one; no name holds a "/" of its own.
         for (wchar_t& unit : name)
             if (unit == L'/')
                 unit = L'\\';
-        if (drive)
-            name.insert(0, L"\\\\?\\");
-        else if (network)
-            name.replace(0, 2, L"\\\\?\\UNC\\");
+    } else if (name.size() > kClassicLimit) {
+        return VerbatimName(name);
     }
     if (name.size() > kLongestName) {
         ::SetLastError(ERROR_FILENAME_EXCED_RANGE);

@@ -28,7 +28,7 @@ struct Search {
     }
     HANDLE directory = INVALID_HANDLE_VALUE;  // held open while the search lives
     HANDLE find = INVALID_HANDLE_VALUE;
-    std::string path;                         // the directory's UTF-8 name, without a separator behind it
+    std::wstring path;                        // the directory's verbatim system name, no separator behind it
     std::string name;                         // the UTF-8 name of the entry handed out last
 };
 
@@ -57,10 +57,9 @@ void Describe(Search& search, const WIN32_FIND_DATAW& found, DirectoryEntry& ent
     entry.size = (uint64_t{found.nFileSizeHigh} << 32) | found.nFileSizeLow;
 }
 
-// Opens the directory `path` for listing; with `plainOnly`, a reparse point is opened as itself and refused. INVALID_HANDLE_VALUE with the last error set.
-HANDLE OpenDirectory(const std::string& path, bool plainOnly)
+// Opens the directory `name` for listing; with `plainOnly`, a reparse point is opened as itself and refused. INVALID_HANDLE_VALUE with the last error set.
+HANDLE OpenDirectory(const std::wstring& name, bool plainOnly)
 {
-    const std::wstring name = win32::FileName(path);
     if (name.empty())
         return INVALID_HANDLE_VALUE;
     const DWORD flags = FILE_FLAG_BACKUP_SEMANTICS | (plainOnly ? FILE_FLAG_OPEN_REPARSE_POINT : 0);
@@ -84,13 +83,30 @@ HANDLE OpenDirectory(const std::string& path, bool plainOnly)
     return directory;
 }
 
-// Starts the search of `path` for `segment` over the open `directory`, which it takes over.
-HANDLE Begin(HANDLE directory, const std::string& path, const std::string& segment, DirectoryEntry& entry)
+// The verbatim system name of the entry `name` below a search's directory. The entries below a search are
+// named in the verbatim form: a name the system listed ("name.", "CON", "a ") reaches that entry, never a
+// name the system's full-name rule makes of it. Empty, with the last error set, when it cannot be given.
+std::wstring EntryName(const Search& search, const std::string& name)
+{
+    const std::wstring entry = win32::Widen(name);
+    if (entry.empty() || entry.find_first_of(L"\\/") != std::wstring::npos) {
+        SetLastError(ERROR_INVALID_NAME);
+        return std::wstring();
+    }
+    if (search.path.size() + 1 + entry.size() > 32767) {
+        SetLastError(ERROR_FILENAME_EXCED_RANGE);
+        return std::wstring();
+    }
+    return search.path + L"\\" + entry;
+}
+
+// Starts the search of the directory `path` (verbatim) with `pattern` over the open `directory`, which
+// it takes over.
+HANDLE Begin(HANDLE directory, const std::wstring& path, const std::wstring& pattern, DirectoryEntry& entry)
 {
     std::unique_ptr<Search> search(new Search);
     search->directory = directory;
     search->path = path;
-    const std::wstring pattern = win32::FileName(path + "\\" + segment);
     WIN32_FIND_DATAW found;
     if (!pattern.empty())
         search->find = ::FindFirstFileExW(pattern.c_str(), FindExInfoBasic, &found, FindExSearchNameMatch, nullptr, 0);
@@ -117,7 +133,7 @@ bool LookAtEntry(HANDLE handle, const std::string& name, std::wstring& entryName
     Search* search = FindSearch(handle);
     if (search == nullptr)
         return false;
-    entryName = win32::FileName(search->path + "\\" + name);
+    entryName = EntryName(*search, name);
     if (entryName.empty())
         return false;
     attributes = ::GetFileAttributesW(entryName.c_str());
@@ -136,10 +152,20 @@ HANDLE StartSearch(const std::string& pattern, DirectoryEntry& entry)
         return INVALID_HANDLE_VALUE;
     }
     // The directory the caller named may itself be reached through a link: only what lies below is checked.
-    const HANDLE opened = OpenDirectory(directory, false);
+    const std::wstring name = win32::FileName(directory);
+    // The entries are named below the directory with its separator kept: "C:/" is the drive's root, where
+    // "C:" alone would be the drive's current directory.
+    const std::wstring withSeparator = win32::FileName(slash == std::string::npos ? "./" : pattern.substr(0, slash + 1));
+    std::wstring path = name.empty() || withSeparator.empty() ? std::wstring() : win32::VerbatimName(withSeparator);
+    if (path.empty())
+        return INVALID_HANDLE_VALUE;
+    if (path.back() == L'\\')
+        path.pop_back();
+    const HANDLE opened = OpenDirectory(name, false);
     if (opened == INVALID_HANDLE_VALUE)
         return INVALID_HANDLE_VALUE;
-    return Begin(opened, directory, segment, entry);
+    // The caller's pattern goes through the system's name rules, as the caller's name does.
+    return Begin(opened, path, win32::FileName(directory + "\\" + segment), entry);
 }
 
 HANDLE StartSearchBelow(HANDLE parent, const std::string& name, DirectoryEntry& entry)
@@ -147,11 +173,11 @@ HANDLE StartSearchBelow(HANDLE parent, const std::string& name, DirectoryEntry& 
     Search* search = FindSearch(parent);
     if (search == nullptr)
         return INVALID_HANDLE_VALUE;
-    const std::string path = search->path + "\\" + name;
+    const std::wstring path = EntryName(*search, name);
     const HANDLE opened = OpenDirectory(path, true);
     if (opened == INVALID_HANDLE_VALUE)
         return INVALID_HANDLE_VALUE;
-    return Begin(opened, path, "*", entry);
+    return Begin(opened, path, path + L"\\*", entry);
 }
 
 bool ContinueSearch(HANDLE handle, DirectoryEntry& entry)

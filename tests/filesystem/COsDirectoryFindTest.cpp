@@ -390,6 +390,30 @@ TEST(COsDirectoryFind, SymbolicLinksAreDescribedAsThemselvesSoLoopsEnd)
     EXPECT_EQ(files, (std::vector<std::string>{dir / "real/f", dir / "real/up", dir / "self"}));
 }
 
+#ifdef _WIN32
+TEST(COsDirectoryCleanDirectory, RemovesNamesThatTheSystemsNameRulesWouldChange)
+{
+    // Another program can make names that the system's own name rules change: trailing dots and blanks
+    // are dropped, and a device's name means the device in any directory. Each entry is removed by the name
+    // the listing gave, which is the only one that reaches it.
+    TempDir dir;
+    fs::path tree = veltrane_test::HostPath(dir / "tree");
+    const std::wstring verbatim = L"\\\\?\\" + tree.make_preferred().wstring();
+    ASSERT_TRUE(::CreateDirectoryW(verbatim.c_str(), nullptr));
+    ASSERT_TRUE(::CreateDirectoryW((verbatim + L"\\folder.").c_str(), nullptr));
+    for (const wchar_t* name : {L"\\dot.", L"\\blank ", L"\\CON", L"\\nul.txt", L"\\folder.\\AUX"}) {
+        HANDLE file = ::CreateFileW((verbatim + name).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+        ASSERT_NE(file, INVALID_HANDLE_VALUE);
+        ::CloseHandle(file);
+    }
+    EXPECT_EQ(Walk(dir / "tree", "*"), (std::vector<std::string>{"CON", "blank ", "dot.", "folder.", "nul.txt"}));
+    EXPECT_TRUE(COsDirectory::CleanDirectory(dir / "tree"));
+    EXPECT_EQ(Walk(dir / "tree", "*"), std::vector<std::string>{});
+    EXPECT_TRUE(COsDirectory::DeleteDirectory(dir / "tree"));
+}
+#endif
+
 TEST(COsDirectoryGetFileNumHaveSamePrefix, CountsFilesWhoseFullNameHoldsTheText)
 {
     TempDir dir;

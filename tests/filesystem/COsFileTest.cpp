@@ -2,6 +2,7 @@
 // what bad input gets: the documented result, no lost data and no leaked descriptor.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
@@ -598,6 +599,43 @@ TEST(COsFileNames, ExtensionAndSize)
         EXPECT_EQ(COsFile::GetFileSize(dir / "fifo"), -1);
     }
 }
+
+#ifdef _WIN32
+TEST(COsFileNames, ALongNameOrOneInTheSystemsOwnFormNamesWhatItWouldNameShort)
+{
+    // Beyond the classic length limit a name reaches the system only in its verbatim form, which skips the
+    // system's own name rules (trailing dots and blanks dropped, ".." resolved); a long name must still
+    // mean what the same name means short. A name the caller gave in one of the system's own forms
+    // ("\\?\", "\\.\") is taken as it stands, at any length.
+    TempDir dir;
+    std::string deep = dir.name();
+    while (deep.size() < 300)
+        deep += "/level-level-level-level";
+    ASSERT_TRUE(COsDirectory::CreateDirectoryA(deep + "/"));
+    std::string system = deep;
+    std::replace(system.begin(), system.end(), '/', '\\');
+    struct Row {
+        std::string written;
+        std::string read;
+    };
+    const Row rows[] = {
+        {deep + "/dot.", deep + "/dot"},
+        {deep + "/blank ", deep + "/blank"},
+        {"\\\\?\\" + system + "\\verbatim.txt", deep + "/verbatim.txt"},
+        {"\\\\.\\" + system + "\\device.txt", deep + "/device.txt"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.written);
+        size_t written = 0;
+        EXPECT_EQ(COsFile::Write(row.written, "wb", "abc", 3, written), 0);
+        EXPECT_EQ(COsFile::GetFileSize(row.read), 3);
+        EXPECT_TRUE(COsFile::Delete(row.read));
+        EXPECT_FALSE(COsFile::Exists(row.written));
+    }
+    EXPECT_TRUE(COsDirectory::DirectoryExist(deep + "/.."));
+    EXPECT_TRUE(COsDirectory::CleanDirectory(dir.name()));
+}
+#endif
 
 TEST(COsFileNames, RelativeNamesAreTakenFromTheLibraryDirectory)
 {
