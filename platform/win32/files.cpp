@@ -74,6 +74,19 @@ HANDLE OpenRegular(const std::string& path, DWORD access, DWORD disposition)
     return file;
 }
 
+// True when `name` opens as something that is not on disk: a device, which a name such as "NUL" or "COM1"
+// means in any directory, or a pipe. Nothing is read from or written to it.
+bool NamesDevice(const std::wstring& name)
+{
+    HANDLE handle = ::CreateFileW(name.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                  OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (handle == INVALID_HANDLE_VALUE)
+        return false;
+    const bool device = ::GetFileType(handle) != FILE_TYPE_DISK;
+    ::CloseHandle(handle);
+    return device;
+}
+
 HANDLE HandleOf(FILE* stream)
 {
     return reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
@@ -261,6 +274,11 @@ bool CopyRegularFile(const std::string& source, const std::string& target, bool 
     if (sourceAttributes == INVALID_FILE_ATTRIBUTES || (sourceAttributes & FILE_ATTRIBUTE_DIRECTORY) ||
         (targetAttributes != INVALID_FILE_ATTRIBUTES && (targetAttributes & FILE_ATTRIBUTE_DIRECTORY))) {
         SetLastError(kErrorAccessDenied);
+        return false;
+    }
+    // The system copies into a device as into a file and reports success: the data went nowhere.
+    if (NamesDevice(from) || NamesDevice(to)) {
+        SetLastError(kErrorNotRegular);
         return false;
     }
     // CopyFileW refuses a target that is the source itself, copies contents, attributes and write time, and

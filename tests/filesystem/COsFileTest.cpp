@@ -389,6 +389,13 @@ TEST(COsFileNames, DeleteRenameCopyAndExistsOnFilesAndDirectories)
     EXPECT_FALSE(COsFile::Copy(moved, dir / "nowhere/x.txt", true));
     EXPECT_FALSE(COsFile::Copy(dir / "missing", dir / "y.txt", true));
     EXPECT_FALSE(fs::exists(dir.path() / "y.txt"));
+    // A device is no file: nothing is copied into it, which would report a copy that went nowhere, nor
+    // out of it. On Windows a device's name means the device in any directory.
+    const std::string device = veltrane_test::kWindowsHost ? dir / "NUL" : "/dev/null";
+    EXPECT_FALSE(COsFile::Copy(moved, device, true));
+    EXPECT_FALSE(COsFile::Copy(moved, device, false));
+    EXPECT_FALSE(COsFile::Copy(device, dir / "y.txt", true));
+    EXPECT_FALSE(fs::exists(dir.path() / "y.txt"));
 
     // Delete removes files only.
     EXPECT_FALSE(COsFile::Delete(dir / "renamed-folder"));
