@@ -28,6 +28,19 @@ public:
     {
         std::error_code ignored;
         std::filesystem::remove_all(m_path, ignored);
+        if (!std::filesystem::exists(m_path, ignored))
+            return;
+        // What stayed: on Windows a read-only file, which the system refuses to remove, or a name beyond the
+        // classic length limit, which std::filesystem cannot reach there and the library can.
+        std::error_code walk;
+        for (auto entry = std::filesystem::recursive_directory_iterator(m_path, walk);
+             !walk && entry != std::filesystem::recursive_directory_iterator(); entry.increment(walk))
+            std::filesystem::permissions(entry->path(), std::filesystem::perms::owner_write,
+                                         std::filesystem::perm_options::add | std::filesystem::perm_options::nofollow,
+                                         ignored);
+        std::filesystem::remove_all(m_path, ignored);
+        if (COsDirectory::CleanDirectory(name()))
+            COsDirectory::DeleteDirectory(name());
     }
     TempDir(const TempDir&) = delete;
     TempDir& operator=(const TempDir&) = delete;
