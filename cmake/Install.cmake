@@ -24,3 +24,7 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/VeltraneConfig.cmake ${CMAKE_CURRENT_B
 file(RELATIVE_PATH VELTRANE_PC_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/veltrane.pc.in ${CMAKE_CURRENT_BINARY_DIR}/veltrane.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/veltrane.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The documents a user reads beside the headers (the header comments point at them): share/doc/Veltrane.
+file(GLOB VELTRANE_DOCUMENTS ${PROJECT_SOURCE_DIR}/docs/*.md)
+install(FILES README.md ${VELTRANE_DOCUMENTS} DESTINATION ${CMAKE_INSTALL_DOCDIR})

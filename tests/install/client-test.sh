@@ -15,6 +15,10 @@ libdir=$(dirname "$(find "$prefix" -name 'libVeltrane.so' | head -n 1)")
 test -n "$libdir"
 test -f "$prefix/include/veltrane/Veltrane.h"
 readelf -d "$libdir/libVeltrane.so" | grep -q 'SONAME.*libVeltrane\.so\.1'
+# The headers send their readers to the documents, which must be there too.
+for document in README.md codepages.md decisions.md logviewer.md windows.md; do
+  test -f "$prefix/share/doc/Veltrane/$document" || { echo "install: $document is not installed" >&2; exit 1; }
+done
 
 echo "== every installed header alone, as <veltrane/...>, with only the include root on the path"
 (cd "$prefix/include" && find veltrane -name '*.h' ! -name VeltraneExport.h) | sort | while read -r header; do
