@@ -21,11 +21,11 @@ namespace {
 constexpr size_t kTextBytes = 1u << 20;
 
 // Ideographs drawn evenly from U+4E00..U+9FA5, the block the tables cover, three UTF-8 bytes each.
-std::u16string MakeChinese(size_t units, unsigned seed)
+std::u16string MakeChinese(size_t units, unsigned start)
 {
     std::u16string text;
     text.reserve(units);
-    unsigned state = seed;
+    unsigned state = start;
     for (size_t i = 0; i < units; ++i) {
         state = state * 1103515245u + 12345u;
         text += static_cast<char16_t>(0x4E00 + (state >> 8) % 0x51A6);

@@ -62,7 +62,7 @@ std::vector<std::string> SplitByDefinition(const std::string& text, const std::s
 class Generator
 {
 public:
-    explicit Generator(uint32_t seed) : m_nState(seed) {}
+    explicit Generator(uint32_t start) : m_nState(start) {}
     uint32_t Next(uint32_t bound)
     {
         m_nState = m_nState * 1103515245u + 12345u;
